@@ -35,10 +35,20 @@ typedef struct { int x; int y; int width; int height; } ZeliRect;
 typedef struct { Zel64s x; Zel64s y; Zel64s width; Zel64s height; } ZeliRectL;
 /* Margins of source pixels that a geometric transform reads outside its source ROI. */
 typedef struct { Zel32u borderLeft; Zel32u borderTop; Zel32u borderRight; Zel32u borderBottom; } ZeliBorderSize;
-/* Sizes of volumes (zelr functions). */
-typedef struct { int width; int height; int depth; } ZelrSize;
-typedef struct { int x; int y; int z; int width; int height; int depth; } ZelrCuboid;
-typedef struct { int x; int y; int z; } ZelrPoint;
+/* Volumes (zelr functions): a size in voxels, and a box inside a volume. */
+typedef struct { int width; int height; int depth; } ZeliVolume;
+typedef struct { int x; int y; int z; int width; int height; int depth; } ZeliCuboid;
+/* Parameters of histograms of oriented gradients. */
+typedef struct {
+    int cvCompatible;  /* non-zero: the common normalisation of the descriptor blocks */
+    int cellSize;      /* pixels per square cell */
+    int blockSize;     /* pixels per square block, a multiple of cellSize */
+    int blockStride;   /* block step in pixels, a multiple of cellSize */
+    int nbins;         /* orientation bins per cell */
+    Zel32f sigma;      /* Gaussian weighting of a block; 0 for none */
+    Zel32f l2thresh;   /* clipping of the L2-normalised block */
+    ZeliSize winSize;  /* detection window */
+} ZeliHOGConfig;
 
 /* Status of every call: 0 success, negative errors (nothing was written), positive warnings. */
 typedef int ZelStatus;
@@ -163,7 +173,26 @@ typedef struct ZeliFilterBorderSpec ZeliFilterBorderSpec;
 typedef struct ZeliResizeSpec ZeliResizeSpec;
 typedef struct ZeliWarpSpec ZeliWarpSpec;
 typedef struct ZeliThresholdAdaptiveSpec ZeliThresholdAdaptiveSpec;
-/* @SPEC_TYPES@ */
+typedef struct ZeliFilterBilateralSpec ZeliFilterBilateralSpec;
+typedef struct ZeliFilterBilateralBorderSpec ZeliFilterBilateralBorderSpec;
+typedef struct ZeliFilterILSSpec ZeliFilterILSSpec;
+typedef struct ZeliResizeYUV420Spec ZeliResizeYUV420Spec;
+typedef struct ZeliResizeYUV422Spec ZeliResizeYUV422Spec;
+typedef struct ZeliHistogramSpec ZeliHistogramSpec;
+typedef struct ZeliMomentSpec ZeliMomentSpec;
+typedef struct ZeliFFTRealSpec ZeliFFTRealSpec;
+typedef struct ZeliFFTComplexSpec ZeliFFTComplexSpec;
+typedef struct ZeliDFTSpec ZeliDFTSpec;
+typedef struct ZeliDCTFwdSpec ZeliDCTFwdSpec;
+typedef struct ZeliDCTInvSpec ZeliDCTInvSpec;
+typedef struct ZeliWTFwdSpec ZeliWTFwdSpec;
+typedef struct ZeliWTInvSpec ZeliWTInvSpec;
+typedef struct ZeliDeconvFFTSpec ZeliDeconvFFTSpec;
+typedef struct ZeliDeconvLRSpec ZeliDeconvLRSpec;
+typedef struct ZeliVolumeFilterSpec ZeliVolumeFilterSpec;
+typedef struct ZeliHOGSpec ZeliHOGSpec;
+typedef struct ZeliLUTSpec ZeliLUTSpec;
+typedef struct ZeliDeinterlaceBlendSpec ZeliDeinterlaceBlendSpec;
 
 #ifdef __cplusplus
 }
