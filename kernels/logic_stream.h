@@ -1,0 +1,179 @@
+// The element-stream engine of the logic, shift and element-wise families: a row is a run of
+// bytes processed 64 at a time by an operation on 512-bit vectors. A second operand comes
+// either from a second image or from a pattern of per-channel constants that repeats every
+// pixel; since a pixel of 3 channels does not divide 64 bytes, patterns span three vectors
+// (192 bytes, a multiple of every 3-channel pixel size) and the operation sees which of them
+// it works on. AC4 rows keep the destination's fourth channel by a bit select against it.
+//
+// The last partial vector of a row goes through the same vector operation on a copy in a
+// local buffer, so a row's tail gives bit for bit what its body gives, and no byte outside
+// the row is read or written.
+#pragma once
+
+// GCC 12 reports the undefined pass-through operand inside the widening and narrowing
+// intrinsics as maybe-uninitialized.
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+
+#include <immintrin.h>
+#include <stdint.h>
+#include <string.h>
+
+#include "kernels/copy_engine.h"
+
+
+namespace zel {
+
+// A step reduced to whole samples of S bytes (the library's row-walking rule).
+template <int S>
+inline int64_t ownsWholeStep(int64_t step) {
+    return step / S * S;
+}
+
+template <class... P>
+inline bool ownsAnyNull(P... p) {
+    return ((p == nullptr) || ...);
+}
+
+// Period of the constant pattern of a C-channel layout, in 64-byte vectors.
+constexpr int ownsPatternPeriod(int channels) { return channels == 3 ? 3 : 1; }
+
+// 192 bytes of pixels: sample i of the stream holds value[i % C]; every sample of a
+// channel at or beyond `used` is zero.
+template <typename T>
+inline void ownsBuildPattern(uint8_t (&pat)[192], const T* value, int channels, int used) {
+    constexpr int S = sizeof(T);
+    for (int i = 0; i < 192 / S; ++i) {
+        int c = i % channels;
+        T v = c < used ? value[c] : T(0);
+        memcpy(pat + i * S, &v, S);
+    }
+}
+
+// Bits of the fourth channel of 4-channel pixels of S-byte samples, repeated over a vector.
+template <int S>
+inline __m512i ownsAlphaBits() {
+    if constexpr (S == 1) return _mm512_set1_epi32((int)0xFF000000u);
+    if constexpr (S == 2) return _mm512_set1_epi64((long long)0xFFFF000000000000ull);
+    return _mm512_setr_epi32(0, 0, 0, -1, 0, 0, 0, -1, 0, 0, 0, -1, 0, 0, 0, -1);
+}
+
+// One row: d[0..n) = op(a, b) vector by vector; b is the second image (Two) or the pattern
+// vector of the current phase; with Keep, bits set in `keep` come from d unchanged. Stream
+// writes with non-temporal stores and needs d 64-byte aligned. Op is called as
+// op(a, b, phase) with phase 0..Period-1.
+template <int Period, bool Two, bool Keep, bool Stream, class Op>
+inline void ownsStreamRow(const Op& op, const uint8_t* a, const uint8_t* b, const __m512i* pat, __m512i keep,
+                          uint8_t* d, int64_t n) {
+    auto one = [&](int64_t off, int k) {
+        __m512i va = _mm512_loadu_si512(a + off);
+        __m512i vb = Two ? _mm512_loadu_si512(b + off) : pat[k];
+        __m512i r = op(va, vb, k);
+        if constexpr (Keep) r = _mm512_ternarylogic_epi32(keep, _mm512_loadu_si512(d + off), r, 0xCA);
+        if constexpr (Stream)
+            _mm512_stream_si512((__m512i*)(d + off), r);
+        else
+            _mm512_storeu_si512(d + off, r);
+    };
+    int64_t i = 0;
+    for (; i + 64 * Period <= n; i += 64 * Period)
+        for (int k = 0; k < Period; ++k) one(i + 64 * k, k);
+    int k = 0;
+    for (; i + 64 <= n; i += 64, ++k) one(i, k);
+    if (i < n) {
+        int64_t m = n - i;
+        alignas(64) uint8_t ba[64] = {}, bb[64] = {}, bd[64] = {};
+        memcpy(ba, a + i, m);
+        if constexpr (Two) memcpy(bb, b + i, m);
+        if constexpr (Keep) memcpy(bd, d + i, m);
+        __m512i r = op(_mm512_load_si512(ba), Two ? _mm512_load_si512(bb) : pat[k], k);
+        if constexpr (Keep) r = _mm512_ternarylogic_epi32(keep, _mm512_load_si512(bd), r, 0xCA);
+        _mm512_store_si512(bd, r);
+        memcpy(d + i, bd, m);
+    }
+}
+
+// The image: height rows of rowBytes bytes, steps already reduced to whole samples (bStep
+// is ignored without a second image). Rows that follow each other without padding are
+// handled as one long row. Large destinations that start every row on a 64-byte boundary
+// are written with non-temporal stores, as the copy engine does.
+template <int Period, bool Two, bool Keep, class Op>
+void ownsStreamImage(const Op& op, const uint8_t* a, int64_t aStep, const uint8_t* b, int64_t bStep,
+                     const uint8_t* pattern, __m512i keep, uint8_t* d, int64_t dStep, int64_t rowBytes,
+                     int64_t height) {
+    __m512i pat[3];
+    for (int k = 0; k < 3; ++k) pat[k] = pattern ? _mm512_loadu_si512(pattern + 64 * k) : _mm512_setzero_si512();
+    if (aStep == rowBytes && dStep == rowBytes && (!Two || bStep == rowBytes)) {
+        rowBytes *= height;
+        height = 1;
+    }
+    bool stream = ownsUseStreaming(rowBytes * height) && ((uintptr_t)d & 63) == 0 && (height == 1 || dStep % 64 == 0);
+    if (stream) {
+        for (int64_t r = 0; r < height; ++r, a += aStep, b += Two ? bStep : 0, d += dStep)
+            ownsStreamRow<Period, Two, Keep, true>(op, a, b, pat, keep, d, rowBytes);
+        _mm_sfence();
+    } else {
+        for (int64_t r = 0; r < height; ++r, a += aStep, b += Two ? bStep : 0, d += dStep)
+            ownsStreamRow<Period, Two, Keep, false>(op, a, b, pat, keep, d, rowBytes);
+    }
+}
+
+// Dispatch on the layout: C channels of S-byte samples, Alpha for AC4 (C = 4). The pattern
+// is used when there is no second image.
+template <int S, int C, bool Alpha, bool Two, class Op>
+void ownsStreamLayout(const Op& op, const void* a, int64_t aStep, const void* b, int64_t bStep,
+                      const uint8_t* pattern, void* d, int64_t dStep, int64_t width, int64_t height) {
+    constexpr int P = Two ? 1 : ownsPatternPeriod(C);
+    ownsStreamImage<P, Two, Alpha>(op, (const uint8_t*)a, ownsWholeStep<S>(aStep), (const uint8_t*)b,
+                                   ownsWholeStep<S>(bStep), pattern, Alpha ? ownsAlphaBits<S>() : __m512i{},
+                                   (uint8_t*)d, ownsWholeStep<S>(dStep), width * C * S, height);
+}
+
+// A sample-wise unary operation on C channels: without alpha the channels do not matter and a
+// row is width * C samples of one channel.
+template <int S, int C, bool Alpha, class Op>
+void ownsStreamUnary(const Op& op, const void* a, int64_t aStep, void* d, int64_t dStep, int64_t width,
+                     int64_t height) {
+    ownsStreamLayout<S, Alpha ? 4 : 1, Alpha, false>(op, a, aStep, nullptr, 0, nullptr, d, dStep,
+                                                     Alpha ? width : width * C, height);
+}
+
+// Sub-vector access for operations that widen samples to 32-bit lanes: part j (0..3) of a
+// vector as 16 bytes, parts j (0..1) as 32 bytes.
+inline __m128i ownsPart128(__m512i v, int j) {
+    switch (j) {
+        case 0: return _mm512_extracti32x4_epi32(v, 0);
+        case 1: return _mm512_extracti32x4_epi32(v, 1);
+        case 2: return _mm512_extracti32x4_epi32(v, 2);
+        default: return _mm512_extracti32x4_epi32(v, 3);
+    }
+}
+inline __m512i ownsJoin128(__m128i p0, __m128i p1, __m128i p2, __m128i p3) {
+    __m512i r = _mm512_castsi128_si512(p0);
+    r = _mm512_inserti32x4(r, p1, 1);
+    r = _mm512_inserti32x4(r, p2, 2);
+    return _mm512_inserti32x4(r, p3, 3);
+}
+inline __m512i ownsJoin256(__m256i lo, __m256i hi) {
+    return _mm512_inserti64x4(_mm512_castsi256_si512(lo), hi, 1);
+}
+inline __m256i ownsHi256(__m512i v) { return _mm512_extracti64x4_epi64(v, 1); }
+inline __m256i ownsLo256(__m512i v) { return _mm512_castsi512_si256(v); }
+
+// Applies f to every 32-bit widened lane group of a vector of 8-bit (W = 1) or 16-bit (W = 2)
+// unsigned samples, with the matching group of b: f(__m512i a32, __m512i b32) -> __m512i of
+// 32-bit results, narrowed back by truncation.
+template <int W, class F>
+inline __m512i ownsWidenU(__m512i a, __m512i b, F f) {
+    if constexpr (W == 1) {
+        __m128i p[4];
+        for (int j = 0; j < 4; ++j)
+            p[j] = _mm512_cvtepi32_epi8(f(_mm512_cvtepu8_epi32(ownsPart128(a, j)), _mm512_cvtepu8_epi32(ownsPart128(b, j))));
+        return ownsJoin128(p[0], p[1], p[2], p[3]);
+    } else {
+        __m256i lo = _mm512_cvtepi32_epi16(f(_mm512_cvtepu16_epi32(ownsLo256(a)), _mm512_cvtepu16_epi32(ownsLo256(b))));
+        __m256i hi = _mm512_cvtepi32_epi16(f(_mm512_cvtepu16_epi32(ownsHi256(a)), _mm512_cvtepu16_epi32(ownsHi256(b))));
+        return ownsJoin256(lo, hi);
+    }
+}
+
+}  // namespace zel
