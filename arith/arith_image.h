@@ -56,11 +56,12 @@ ZelStatus ownsArithImage(int layout, const T* s1, int64_t st1, const T* s2, int6
     int zero;
     if constexpr (Const) {
         // The constant repeated over one piece; a division reads 1 as the unprocessed alpha.
-        T pat[kArithPiece];
+        constexpr int64_t kLen = kArithPatternBytes / (int64_t)sizeof(T);
+        T pat[kLen];
         for (int i = 0; i < arith_constants(layout); ++i) pat[i] = s1[i];
         if (ac4) pat[3] = Op == ArithOp::Div ? T(1) : T(0);
-        for (int64_t have = ch; have < kArithPiece; have *= 2)
-            memcpy(pat + have, pat, (size_t)std::min(have, kArithPiece - have) * sizeof(T));
+        const int64_t need = std::min(kLen, samples * h);  // no longer than the image
+        for (int64_t have = ch; have < need; have *= 2) memcpy(pat + have, pat, (size_t)std::min(have, kLen - have) * sizeof(T));
         zero = ownsArithRows<T>(fn, c, pat, 0, true, s2, st2, d, sd, samples, h, ac4);
     } else {
         zero = ownsArithRows<T>(fn, c, s1, st1, false, s2, st2, d, sd, samples, h, ac4);

@@ -33,6 +33,8 @@ enum Rel { kLt, kLe, kEq, kEps };
 // The relation on 16 widened samples; Swap exchanges the operands.
 template <typename T, int R, bool Swap>
 struct Cmp {
+    static constexpr int rel = R;
+    static constexpr bool swap = Swap;
     __m512 eps;
     __mmask16 operator()(__m512i a, __m512i b) const {
         if (Swap) std::swap(a, b);
@@ -64,9 +66,46 @@ inline uint32_t block(const F& f, const T* a, const T* b, const __m512i* pat) {
 
 inline __m512i bytes_of(uint32_t m) { return _mm512_maskz_set1_epi32((__mmask16)m, 0xFF); }
 
+// One-channel 8- and 16-bit rows compare in their own width with AVX2, 32 pixels at a time:
+// 0xFF/0x00 lanes that are the result bytes already (16-bit lanes are packed to bytes).
+// Unsigned order is signed order after flipping the top bit. Returns the pixels done.
+template <typename T, int R, bool Swap>
+inline __m256i cmp256(__m256i a, __m256i b) {
+    if (Swap) std::swap(a, b);
+    constexpr bool Byte = sizeof(T) == 1;
+    if constexpr (R == kEq) return Byte ? _mm256_cmpeq_epi8(a, b) : _mm256_cmpeq_epi16(a, b);
+    if constexpr (!std::is_signed_v<T>) {
+        const __m256i top = Byte ? _mm256_set1_epi8((char)0x80) : _mm256_set1_epi16((short)0x8000);
+        a = _mm256_xor_si256(a, top), b = _mm256_xor_si256(b, top);
+    }
+    if constexpr (R == kLt) return Byte ? _mm256_cmpgt_epi8(b, a) : _mm256_cmpgt_epi16(b, a);
+    __m256i gt = Byte ? _mm256_cmpgt_epi8(a, b) : _mm256_cmpgt_epi16(a, b);  // a <= b is not a > b
+    return _mm256_xor_si256(gt, _mm256_set1_epi8(-1));
+}
+
+template <typename T, int R, bool Swap, bool Two>
+int64_t narrow_row(const T* a, const T* b, Zel8u* d, int64_t n) {
+    __m256i k = sizeof(T) == 1 ? _mm256_set1_epi8((char)*b) : _mm256_set1_epi16((short)*b);
+    auto load = [](const T* p) { return _mm256_loadu_si256((const __m256i*)p); };
+    int64_t x = 0;
+    for (; x + 32 <= n; x += 32) {
+        __m256i r;
+        if constexpr (sizeof(T) == 1) {
+            r = cmp256<T, R, Swap>(load(a + x), Two ? load(b + x) : k);
+        } else {
+            __m256i lo = cmp256<T, R, Swap>(load(a + x), Two ? load(b + x) : k);
+            __m256i hi = cmp256<T, R, Swap>(load(a + x + 16), Two ? load(b + x + 16) : k);
+            r = _mm256_permute4x64_epi64(_mm256_packs_epi16(lo, hi), 0xD8);
+        }
+        _mm256_storeu_si256((__m256i*)(d + x), r);
+    }
+    return x;
+}
+
 template <typename T, int C, int W, bool Two, class F>
 void compare_row(const F& f, const T* a, const T* b, const __m512i* pat, Zel8u* d, int64_t n) {
     int64_t x = 0;
+    if constexpr (C == 1 && sizeof(T) <= 2) x = narrow_row<T, F::rel, F::swap, Two>(a, b, d, n);
     for (; x + 16 <= n; x += 16)
         _mm_storeu_si128((__m128i*)(d + x), _mm512_cvtepi32_epi8(bytes_of(block<T, C, W, Two>(f, a + x * C, Two ? b + x * C : b, pat))));
     if (x < n) {
@@ -93,7 +132,7 @@ void compare_image(const F& f, const T* a, int aStep, const T* b, int bStep, con
     int64_t packed = w * C * (int64_t)sizeof(T);
     if (as == packed && dStep == w && (!Two || bs == packed)) w *= h, h = 1;
     for (int64_t r = 0; r < h; ++r)
-        compare_row<T, C, W, Two>(f, row(a, aStep, r), Two ? row(b, bStep, r) : b, pat, row(d, dStep, r), w);
+        compare_row<T, C, W, Two>(f, row(a, aStep, r), Two ? row(b, bStep, r) : value, pat, row(d, dStep, r), w);
 }
 
 template <typename T, int C, int W, bool Two>

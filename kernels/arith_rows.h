@@ -68,12 +68,14 @@ int ownsArithZeroRow(const T*, const T*, T* d, int64_t n, const ArithCtx&) {
     return 0;
 }
 
-// Samples per piece of a pattern or AC4 row: a multiple of 3, of 4 and of 64 bytes, so that a
-// constant pattern keeps its phase and streaming stores their alignment from piece to piece.
+// Samples per piece of an AC4 row, and bytes of a constant pattern: multiples of 3, of 4 and of
+// 64 bytes, so that a pattern keeps its phase and streaming stores their alignment from piece to
+// piece. The pattern is long, so that a constant form calls its kernel rarely.
 constexpr int64_t kArithPiece = 1536;
+constexpr int64_t kArithPatternBytes = 12288;
 
-// Walks h rows of w samples. Operand 1 is an image (s1, s1Step) or, with pattern, kArithPiece
-// samples of a repeating constant that every piece of every row starts from. Steps are in bytes
+// Walks h rows of w samples. Operand 1 is an image (s1, s1Step) or, with pattern,
+// kArithPatternBytes of a repeating constant that every piece of every row starts from. Steps are in bytes
 // and reduced to whole samples; when every image is packed the rows run as one. With ac4 the
 // samples form four-channel pixels whose fourth sample keeps its value in d: the kernel writes a
 // stack row whose colour samples are copied out, and an image operand 1 reads 1 as alpha, so
@@ -96,12 +98,13 @@ int ownsArithRows(ArithRowFn<T> fn, const ArithCtx& c, const T* s1, int64_t s1St
             zero |= fn(a, b, o, w, c);
             continue;
         }
+        if (!ac4) {
+            constexpr int64_t piece = kArithPatternBytes / (int64_t)sizeof(T);
+            for (int64_t p = 0; p < w; p += piece) zero |= fn(a, b + p, o + p, std::min(piece, w - p), c);
+            continue;
+        }
         for (int64_t p = 0; p < w; p += kArithPiece) {
             const int64_t len = std::min(kArithPiece, w - p);
-            if (!ac4) {
-                zero |= fn(a, b + p, o + p, len, c);
-                continue;
-            }
             T one[kArithPiece], res[kArithPiece];
             const T* x = a;
             if (!pattern) {

@@ -14,6 +14,8 @@ constexpr int64_t kAliasPage = 4096;
 constexpr int64_t kAliasWindow = 160;
 constexpr int64_t kStringFillFloor = 1 << 20;
 constexpr int64_t kStringFillRow = 4096;
+constexpr int64_t kFillAhead = 512;
+constexpr int64_t kStringCopyRow = 2048;
 
 inline __m512i load64(const uint8_t* p) { return _mm512_loadu_si512(p); }
 inline __m256i load32(const uint8_t* p) { return _mm256_loadu_si256((const __m256i*)p); }
@@ -44,10 +46,25 @@ void copy_narrow(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds, int64_t n
     }
 }
 
+// Copies n >= 128 bytes with the processor's string move from the first 64-byte boundary of
+// the destination on (the move runs whole lines there), after one unaligned 64-byte head.
+inline void string_copy_row(const uint8_t* s, uint8_t* d, int64_t n) {
+    _mm512_storeu_si512(d, load64(s));
+    int64_t a = 64 - (int64_t)((uintptr_t)d & 63);
+    const uint8_t* si = s + a;
+    uint8_t* di = d + a;
+    uint64_t count = (uint64_t)(n - a);
+    asm volatile("rep movsb" : "+D"(di), "+S"(si), "+c"(count) : : "memory");
+}
+
 // Copies rows with cached stores where destination, dstStep and n are multiples of 32: one
 // 32-byte store to reach a 64-byte boundary when needed, then aligned 64-byte stores, and a
 // last 32-byte store when n leaves one.
 void copy_aligned(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds, int64_t n, int64_t h) {
+    if (n >= kStringCopyRow) {
+        for (int64_t r = 0; r < h; ++r, s += ss, d += ds) string_copy_row(s, d, n);
+        return;
+    }
     for (int64_t r = 0; r < h; ++r, s += ss, d += ds) {
         int64_t p = 0;
         if ((uintptr_t)d & 63) {
@@ -113,6 +130,10 @@ void copy_aligned_ahead(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds, in
 }
 
 void copy_unaligned(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds, int64_t n, int64_t h) {
+    if (n >= kStringCopyRow) {
+        for (int64_t r = 0; r < h; ++r, s += ss, d += ds) string_copy_row(s, d, n);
+        return;
+    }
     for (int64_t r = 0; r < h; ++r, s += ss, d += ds) ownsCopyRow_8u(s, d, n);
 }
 
@@ -243,8 +264,9 @@ struct FillPattern {
 };
 
 // Fills one row of n bytes from the pattern, with 64-byte stores aligned on the destination
-// (non-temporal when Stream).
-template <bool Stream>
+// (non-temporal when Stream). Ahead asks for the lines 512 bytes ahead of the stores, which
+// hides their fetch on blocks that have left the level-2 cache.
+template <bool Stream, bool Ahead>
 void fill_row(const FillPattern& pat, uint8_t* d, int64_t n) {
     if (n <= 192) {
         for (int64_t p = 0; p < n; p += 64) ownsCopyShort_8u(pat.b + p, d + p, n - p < 64 ? n - p : 64);
@@ -260,6 +282,11 @@ void fill_row(const FillPattern& pat, uint8_t* d, int64_t n) {
             _mm512_stream_si512((__m512i*)(d + p + 64), v1);
             _mm512_stream_si512((__m512i*)(d + p + 128), v2);
         } else {
+            if (Ahead) {
+                _mm_prefetch((const char*)(d + p + kFillAhead), _MM_HINT_T0);
+                _mm_prefetch((const char*)(d + p + kFillAhead + 64), _MM_HINT_T0);
+                _mm_prefetch((const char*)(d + p + kFillAhead + 128), _MM_HINT_T0);
+            }
             _mm512_store_si512(d + p, v0);
             _mm512_store_si512(d + p + 64, v1);
             _mm512_store_si512(d + p + 128, v2);
@@ -313,10 +340,12 @@ void ownsFill2D_8u(const uint8_t* pixel, int pixelBytes, uint8_t* dst, int64_t d
     FillPattern pat;
     for (int i = 0; i < 384; ++i) pat.b[i] = pixel[i % pixelBytes];
     if (stream) {
-        for (int64_t r = 0; r < height; ++r, dst += dstStep) fill_row<true>(pat, dst, rowBytes);
+        for (int64_t r = 0; r < height; ++r, dst += dstStep) fill_row<true, false>(pat, dst, rowBytes);
         _mm_sfence();
+    } else if (total > kStringFillFloor) {
+        for (int64_t r = 0; r < height; ++r, dst += dstStep) fill_row<false, true>(pat, dst, rowBytes);
     } else {
-        for (int64_t r = 0; r < height; ++r, dst += dstStep) fill_row<false>(pat, dst, rowBytes);
+        for (int64_t r = 0; r < height; ++r, dst += dstStep) fill_row<false, false>(pat, dst, rowBytes);
     }
 }
 

@@ -35,38 +35,36 @@ inline int64_t sum8u_c1_wide(const Zel8u* a, int64_t n, uint64_t* part) {
     return i;
 }
 
-// Σx per position of a multi-channel 8u row, chunks of 32*U bytes: even and odd bytes go to
-// 16-bit lanes, which take 256 chunks before they are flushed. Byte position p of a chunk adds
-// into part[p % K]; K is a multiple of the channel count, so channels are kept apart.
+// Σx per position of a multi-channel 8u row, chunks of 32*U bytes, in 16-bit lanes that take
+// 256 chunks before they are flushed. Per lane, w sums the whole 16-bit words and o the odd
+// (high) bytes; the even bytes' sum is w - 256·o modulo 2^16, which is exact because it stays
+// below 2^16 (256 × 255). Byte position p of a chunk adds into part[p % K]; K is a multiple of
+// the channel count, so channels are kept apart.
 template <int U, int K>
 int64_t sum8u_cn_wide(const Zel8u* a, int64_t n, uint64_t* part) {
-    const __m256i lo = _mm256_set1_epi16(0xFF);
     int64_t i = 0;
     while (n - i >= 32 * U) {
         int64_t chunks = (n - i) / (32 * U);
         if (chunks > 256) chunks = 256;
-        __m256i e0 = _mm256_setzero_si256(), e1 = e0, e2 = e0, e3 = e0, o0 = e0, o1 = e0, o2 = e0, o3 = e0;
+        __m256i w0 = _mm256_setzero_si256(), w1 = w0, w2 = w0, w3 = w0, o0 = w0, o1 = w0, o2 = w0, o3 = w0;
         for (int64_t c = 0; c < chunks; ++c, i += 32 * U) {
             __m256i v0 = _mm256_loadu_si256((const __m256i*)(a + i));
             __m256i v1 = _mm256_loadu_si256((const __m256i*)(a + i + 32));
             __m256i v2 = _mm256_loadu_si256((const __m256i*)(a + i + 64));
-            e0 = _mm256_add_epi16(e0, _mm256_and_si256(v0, lo));
-            o0 = _mm256_add_epi16(o0, _mm256_srli_epi16(v0, 8));
-            e1 = _mm256_add_epi16(e1, _mm256_and_si256(v1, lo));
-            o1 = _mm256_add_epi16(o1, _mm256_srli_epi16(v1, 8));
-            e2 = _mm256_add_epi16(e2, _mm256_and_si256(v2, lo));
-            o2 = _mm256_add_epi16(o2, _mm256_srli_epi16(v2, 8));
+            w0 = _mm256_add_epi16(w0, v0), o0 = _mm256_add_epi16(o0, _mm256_srli_epi16(v0, 8));
+            w1 = _mm256_add_epi16(w1, v1), o1 = _mm256_add_epi16(o1, _mm256_srli_epi16(v1, 8));
+            w2 = _mm256_add_epi16(w2, v2), o2 = _mm256_add_epi16(o2, _mm256_srli_epi16(v2, 8));
             if constexpr (U == 4) {
                 __m256i v3 = _mm256_loadu_si256((const __m256i*)(a + i + 96));
-                e3 = _mm256_add_epi16(e3, _mm256_and_si256(v3, lo));
-                o3 = _mm256_add_epi16(o3, _mm256_srli_epi16(v3, 8));
+                w3 = _mm256_add_epi16(w3, v3), o3 = _mm256_add_epi16(o3, _mm256_srli_epi16(v3, 8));
             }
         }
         alignas(32) uint16_t e[4][16], o[4][16];
-        _mm256_store_si256((__m256i*)e[0], e0), _mm256_store_si256((__m256i*)o[0], o0);
-        _mm256_store_si256((__m256i*)e[1], e1), _mm256_store_si256((__m256i*)o[1], o1);
-        _mm256_store_si256((__m256i*)e[2], e2), _mm256_store_si256((__m256i*)o[2], o2);
-        _mm256_store_si256((__m256i*)e[3], e3), _mm256_store_si256((__m256i*)o[3], o3);
+        const __m256i ws[4] = {w0, w1, w2, w3}, os[4] = {o0, o1, o2, o3};
+        for (int u = 0; u < 4; ++u) {
+            _mm256_store_si256((__m256i*)e[u], _mm256_sub_epi16(ws[u], _mm256_slli_epi16(os[u], 8)));
+            _mm256_store_si256((__m256i*)o[u], os[u]);
+        }
         for (int u = 0; u < U; ++u)
             for (int l = 0; l < 16; ++l) {
                 part[(32 * u + 2 * l) % K] += e[u][l];

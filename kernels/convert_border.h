@@ -1,0 +1,223 @@
+// Border extension: copies a source ROI into the middle of a larger destination and fills
+// the frame around it with a constant, the replicated edge, a mirror image about the edge
+// pixel (the edge not repeated), or the periodic continuation. The engine is shared by the
+// four border-copy families, out of place and in place, 32- and 64-bit forms.
+//
+// Source rows are copied by the copy engine; each row's left and right borders are filled
+// while the row is still in cache, then the rows above and below are copies of whole extended
+// rows (or constant blocks). AC4 pixels move and take only their three colour samples: every
+// alpha sample of the destination, border and copied pixels alike, is left as it was.
+#pragma once
+
+#include <stdint.h>
+#include <string.h>
+
+#include "frame/zel_internal.h"
+#include "kernels/copy_engine.h"
+
+namespace zel {
+
+enum class Border { Const, Replicate, Mirror, Wrap };
+
+// Geometry of one call, in pixels; borders right and bottom are what remains.
+struct BorderGeom {
+    int64_t srcW, srcH, dstW, dstH, top, left;
+};
+
+// The argument checks shared by every border copy after the pointers: steps, then sizes and
+// border widths, then the source must fit inside the destination beside its borders.
+inline ZelStatus ownBorderCheck(int64_t srcStep, int64_t dstStep, const BorderGeom& g) {
+    if (srcStep < 1 || dstStep < 1) return zelStsStepErr;
+    if (g.srcW < 1 || g.srcH < 1 || g.dstW < 1 || g.dstH < 1 || g.top < 0 || g.left < 0) return zelStsSizeErr;
+    if (g.dstW - g.srcW < g.left || g.dstH - g.srcH < g.top) return zelStsSizeErr;
+    return zelStsNoErr;
+}
+
+// True when a 64-bit call may run as its 32-bit form (checked geometry).
+inline bool ownBorderFits32(int64_t srcStep, int64_t dstStep, const BorderGeom& g) {
+    return srcStep < kInt32Max && dstStep < kInt32Max && g.dstW < kInt32Max && g.dstH < kInt32Max &&
+           g.dstW * g.dstH < kInt32Max;
+}
+
+// Index i (any integer) of a border pixel mapped into [0, n).
+inline int64_t ownBorderIndex(Border k, int64_t i, int64_t n) {
+    if (i >= 0 && i < n) return i;
+    if (k == Border::Replicate || (k == Border::Mirror && n == 1)) return i < 0 ? 0 : n - 1;
+    int64_t period = k == Border::Mirror ? 2 * n - 2 : n, r = i % period;
+    if (r < 0) r += period;
+    return r < n ? r : period - r;
+}
+
+// 64 bytes of the pixel px repeated from byte 0; returns the largest multiple of P up to 64,
+// the distance by which the pattern may be restarted.
+template <int P>
+inline int ownBorderPattern(uint8_t* pat, const uint8_t* px) {
+    if constexpr (P == 1 || P == 2 || P == 4) {
+        uint32_t v = 0;
+        memcpy(&v, px, P);
+        if (P == 1) v *= 0x01010101u;
+        if (P == 2) v *= 0x00010001u;
+        _mm512_storeu_si512(pat, _mm512_set1_epi32((int)v));
+    } else if constexpr (P == 8) {
+        uint64_t v;
+        memcpy(&v, px, 8);
+        _mm512_storeu_si512(pat, _mm512_set1_epi64((long long)v));
+    } else {
+        int k = 0;
+        for (; k + P <= 64; k += P) memcpy(pat + k, px, P);
+        memcpy(pat + k, px, 64 - k);
+    }
+    return 64 / P * P;
+}
+
+// Writes n bytes (a whole number of pixels) of the pattern at d.
+inline void ownBorderFill(uint8_t* d, const uint8_t* pat, int period, int64_t n) {
+    int64_t i = 0;
+    for (; n - i > 64; i += period) memcpy(d + i, pat, 64);
+    ownsCopyShort_8u(pat, d + i, n - i);
+}
+
+template <int S, int C, bool Alpha, Border K>
+struct BorderEngine {
+    static constexpr int P = S * C, W = Alpha ? 3 * S : P;  // pixel bytes, bytes written per pixel
+
+    // Copies n pixels (the colour samples of AC4 pixels).
+    static void copyPixels(const uint8_t* s, uint8_t* d, int64_t n) {
+        if constexpr (Alpha)
+            for (int64_t i = 0; i < n; ++i) memcpy(d + i * P, s + i * P, W);
+        else
+            ownsCopyRow_8u(s, d, n * P);
+    }
+
+    // Writes pixel px n times from d.
+    static void repeat(const uint8_t* px, uint8_t* d, int64_t n) {
+        if (n <= 0) return;
+        if constexpr (Alpha) {
+            for (int64_t i = 0; i < n; ++i) memcpy(d + i * P, px, W);
+        } else {
+            alignas(64) uint8_t pat[64];
+            int period = ownBorderPattern<P>(pat, px);
+            ownBorderFill(d, pat, period, n * P);
+        }
+    }
+
+    // Fills the left and right borders of one extended row r whose source pixels are in place.
+    // start[0], start[1]: the reduced index (modulo the period) of the first left and first
+    // right border pixel, for Mirror and Wrap.
+    static void extendRow(uint8_t* r, const BorderGeom& g, int64_t right, const uint8_t* value,
+                          const int64_t* start) {
+        uint8_t* in = r + g.left * P;
+        if constexpr (K == Border::Const) {
+            repeat(value, r, g.left);
+            repeat(value, in + g.srcW * P, right);
+        } else if constexpr (K == Border::Replicate) {
+            repeat(in, r, g.left);
+            repeat(in + (g.srcW - 1) * P, in + g.srcW * P, right);
+        } else {
+            const int64_t n = g.srcW, period = K == Border::Mirror ? 2 * n - 2 : n;
+            if (period == 0) {  // a one-pixel mirror repeats its pixel
+                repeat(in, r, g.left);
+                repeat(in, in + n * P, right);
+                return;
+            }
+            uint8_t* out[2] = {r, in + n * P};
+            int64_t count[2] = {g.left, right};
+            for (int side = 0; side < 2; ++side) {
+                int64_t q = start[side];
+                for (int64_t x = 0; x < count[side]; ++x) {
+                    memcpy(out[side] + x * P, in + (q < n ? q : period - q) * P, W);
+                    if (++q == period) q = 0;
+                }
+            }
+        }
+    }
+
+    // The whole extended region at d (step ds), the source rows coming from s (step ss), or
+    // already in place when s is null. value: one pixel, for Const. Steps as given in bytes.
+    static void run(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds, const BorderGeom& g, const uint8_t* value) {
+        ss = ss / S * S;
+        ds = ds / S * S;
+        const int64_t right = g.dstW - g.left - g.srcW, bottom = g.dstH - g.top - g.srcH, rowBytes = g.dstW * P;
+        int64_t start[2] = {0, 0};
+        if constexpr (K == Border::Mirror || K == Border::Wrap) {
+            int64_t period = K == Border::Mirror ? 2 * g.srcW - 2 : g.srcW;
+            if (period > 0) start[0] = ((-g.left) % period + period) % period, start[1] = g.srcW % period;
+        }
+        // Blocks that would only evict the cache are copied with streaming stores first.
+        const bool stream = s && !Alpha && ownsUseStreaming(rowBytes * g.dstH);
+        uint8_t* in0 = d + g.top * ds + g.left * P;
+        if (stream) ownsCopy2D_8u(s, ss, in0, ds, g.srcW * P, g.srcH);
+        for (int64_t y = 0; y < g.srcH; ++y) {
+            uint8_t* r = d + (g.top + y) * ds;
+            if (s && !stream) copyPixels(s + y * ss, r + g.left * P, g.srcW);
+            extendRow(r, g, right, value, start);
+        }
+        if constexpr (K == Border::Const) {
+            if constexpr (Alpha) {
+                for (int64_t y = 0; y < g.top; ++y) repeat(value, d + y * ds, g.dstW);
+                for (int64_t y = g.top + g.srcH; y < g.dstH; ++y) repeat(value, d + y * ds, g.dstW);
+            } else {
+                if (g.top > 0) ownsFill2D_8u(value, P, d, ds, rowBytes, g.top);
+                if (bottom > 0) ownsFill2D_8u(value, P, d + (g.top + g.srcH) * ds, ds, rowBytes, bottom);
+            }
+        } else {
+            for (int64_t y = 0; y < g.top; ++y)
+                copyPixels(d + (g.top + ownBorderIndex(K, y - g.top, g.srcH)) * ds, d + y * ds, g.dstW);
+            for (int64_t y = g.top + g.srcH; y < g.dstH; ++y)
+                copyPixels(d + (g.top + ownBorderIndex(K, y - g.top, g.srcH)) * ds, d + y * ds, g.dstW);
+        }
+    }
+
+    // In place: p addresses the first source pixel; the region starts top rows above and left
+    // pixels before it.
+    static void runInPlace(uint8_t* p, int64_t step, const BorderGeom& g, const uint8_t* value) {
+        int64_t rs = step / S * S;
+        run(nullptr, 0, p - g.top * rs - g.left * P, step, g, value);
+    }
+};
+
+// The R, IR, R_L and IR_L forms of the families without a constant. Replicate and Mirror
+// hand an out-of-place call with pSrc == pDst to the in-place form before any check (the
+// source step is then the step of the whole region); Wrap does so after its checks.
+template <int S, int C, bool Alpha, Border K>
+struct BorderForms {
+    using E = BorderEngine<S, C, Alpha, K>;
+    static constexpr bool kHandOverFirst = K != Border::Wrap;
+
+    static ZelStatus ir(void* p, int step, ZeliSize src, ZeliSize dst, int top, int left) {
+        return irL(p, step, {src.width, src.height}, {dst.width, dst.height}, top, left);
+    }
+    static ZelStatus irL(void* p, int64_t step, ZeliSizeL src, ZeliSizeL dst, int64_t top, int64_t left) {
+        if (!p) return zelStsNullPtrErr;
+        BorderGeom g{src.width, src.height, dst.width, dst.height, top, left};
+        if (ZelStatus st = ownBorderCheck(step, step, g)) return st;
+        E::runInPlace((uint8_t*)p, step, g, nullptr);
+        return zelStsNoErr;
+    }
+    static ZelStatus r(const void* s, int ss, ZeliSize src, void* d, int ds, ZeliSize dst, int top, int left) {
+        if (kHandOverFirst && s == d) return ir(d, ss, src, dst, top, left);
+        if (!s || !d) return zelStsNullPtrErr;
+        BorderGeom g{src.width, src.height, dst.width, dst.height, top, left};
+        if (ZelStatus st = ownBorderCheck(ss, ds, g)) return st;
+        if (s == d) return ir(d, ss, src, dst, top, left);
+        E::run((const uint8_t*)s, ss, (uint8_t*)d, ds, g, nullptr);
+        return zelStsNoErr;
+    }
+    // The 64-bit forms run as the 32-bit form whenever the steps and the destination's pixel
+    // count fit; only larger images take the same engine with 64-bit arithmetic here.
+    static ZelStatus rL(const void* s, int64_t ss, ZeliSizeL src, void* d, int64_t ds, ZeliSizeL dst, int64_t top,
+                        int64_t left) {
+        if (kHandOverFirst && s == d) return irL(d, ss, src, dst, top, left);
+        if (!s || !d) return zelStsNullPtrErr;
+        BorderGeom g{src.width, src.height, dst.width, dst.height, top, left};
+        if (ZelStatus st = ownBorderCheck(ss, ds, g)) return st;
+        if (s == d) return irL(d, ss, src, dst, top, left);
+        if (ownBorderFits32(ss, ds, g))
+            return r(s, (int)ss, {(int)src.width, (int)src.height}, d, (int)ds, {(int)dst.width, (int)dst.height},
+                     (int)top, (int)left);
+        E::run((const uint8_t*)s, ss, (uint8_t*)d, ds, g, nullptr);
+        return zelStsNoErr;
+    }
+};
+
+}  // namespace zel

@@ -1,0 +1,137 @@
+// Blocked transposition of pixel arrays: the transpose family and the diagonal flips of the
+// mirror family. A pixel is S-byte samples times C channels and moves whole (or, with Alpha,
+// only its first three channels, the destination's fourth kept). The work goes in 16 x 16 tiles
+// so that both images are walked a cache line at a time; full tiles of 1- and 4-byte pixels
+// are transposed in registers, everything else sample by sample.
+#pragma once
+
+#include <immintrin.h>
+#include <stdint.h>
+#include <string.h>
+
+namespace zel {
+
+// Transposes 16 rows of 32 bytes: source column c (0..15) becomes destination row c, column
+// c + 16 row c + 16; each destination row receives 16 bytes.
+inline void ownTranspose16x32_8u(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds) {
+    __m256i r[16], t[16];
+    for (int i = 0; i < 16; ++i) r[i] = _mm256_loadu_si256((const __m256i*)(s + i * ss));
+    for (int i = 0; i < 8; ++i) {
+        t[2 * i] = _mm256_unpacklo_epi8(r[2 * i], r[2 * i + 1]);
+        t[2 * i + 1] = _mm256_unpackhi_epi8(r[2 * i], r[2 * i + 1]);
+    }
+    // t[4g + 0..3]: rows 4g..4g+3 as pairs; regroup by 16-bit units into columns of 4 rows.
+    for (int g = 0; g < 4; ++g) {
+        __m256i a0 = t[4 * g], a1 = t[4 * g + 1], b0 = t[4 * g + 2], b1 = t[4 * g + 3];
+        r[4 * g] = _mm256_unpacklo_epi16(a0, b0);      // columns 0..3
+        r[4 * g + 1] = _mm256_unpackhi_epi16(a0, b0);  // 4..7
+        r[4 * g + 2] = _mm256_unpacklo_epi16(a1, b1);  // 8..11
+        r[4 * g + 3] = _mm256_unpackhi_epi16(a1, b1);  // 12..15
+    }
+    // r[4g + q]: columns 4q..4q+3 of rows 4g..4g+3. Join row groups 0/1 and 2/3 by 32-bit units.
+    for (int h = 0; h < 2; ++h)
+        for (int q = 0; q < 4; ++q) {
+            __m256i a = r[8 * h + q], b = r[8 * h + 4 + q];
+            t[8 * h + 2 * q] = _mm256_unpacklo_epi32(a, b);      // columns 4q, 4q+1 of 8 rows
+            t[8 * h + 2 * q + 1] = _mm256_unpackhi_epi32(a, b);  // columns 4q+2, 4q+3
+        }
+    // t[8h + p]: columns 2p, 2p+1 of rows 8h..8h+7. Join the two halves by 64-bit units.
+    for (int p = 0; p < 8; ++p) {
+        __m256i lo = _mm256_unpacklo_epi64(t[p], t[8 + p]), hi = _mm256_unpackhi_epi64(t[p], t[8 + p]);
+        _mm_storeu_si128((__m128i*)(d + (2 * p) * ds), _mm256_castsi256_si128(lo));
+        _mm_storeu_si128((__m128i*)(d + (2 * p + 1) * ds), _mm256_castsi256_si128(hi));
+        _mm_storeu_si128((__m128i*)(d + (2 * p + 16) * ds), _mm256_extracti128_si256(lo, 1));
+        _mm_storeu_si128((__m128i*)(d + (2 * p + 17) * ds), _mm256_extracti128_si256(hi, 1));
+    }
+}
+
+// Transposes an 8 x 8 block of 32-bit samples.
+inline void ownTranspose8x8_32(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds) {
+    __m256 r[8], t[8];
+    for (int i = 0; i < 8; ++i) r[i] = _mm256_loadu_ps((const float*)(s + i * ss));
+    for (int i = 0; i < 4; ++i) {
+        t[2 * i] = _mm256_unpacklo_ps(r[2 * i], r[2 * i + 1]);
+        t[2 * i + 1] = _mm256_unpackhi_ps(r[2 * i], r[2 * i + 1]);
+    }
+    for (int h = 0; h < 2; ++h) {
+        r[4 * h + 0] = _mm256_shuffle_ps(t[4 * h], t[4 * h + 2], 0x44);
+        r[4 * h + 1] = _mm256_shuffle_ps(t[4 * h], t[4 * h + 2], 0xEE);
+        r[4 * h + 2] = _mm256_shuffle_ps(t[4 * h + 1], t[4 * h + 3], 0x44);
+        r[4 * h + 3] = _mm256_shuffle_ps(t[4 * h + 1], t[4 * h + 3], 0xEE);
+    }
+    for (int q = 0; q < 4; ++q) {
+        _mm256_storeu_ps((float*)(d + q * ds), _mm256_permute2f128_ps(r[q], r[4 + q], 0x20));
+        _mm256_storeu_ps((float*)(d + (q + 4) * ds), _mm256_permute2f128_ps(r[q], r[4 + q], 0x31));
+    }
+}
+
+// Destination row x, pixel y = source row y, pixel x, for a w x h source (w, h <= 16 here).
+template <int S, int C, bool Alpha>
+inline void ownTransposeSmall(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds, int64_t w, int64_t h) {
+    constexpr int P = S * C, W = Alpha ? 3 * S : P;
+    for (int64_t x = 0; x < w; ++x) {
+        uint8_t* dr = d + x * ds;
+        for (int64_t y = 0; y < h; ++y) memcpy(dr + y * P, s + y * ss + x * P, W);
+    }
+}
+
+// Transposes a w x h source of S-byte, C-channel pixels (w, h >= 1; steps in bytes, any
+// sign; source and destination do not overlap): destination row x, pixel y = source row y,
+// pixel x.
+template <int S, int C, bool Alpha = false>
+void ownTranspose(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds, int64_t w, int64_t h) {
+    constexpr int P = S * C;
+    int64_t y = 0;
+    for (; y + 16 <= h; y += 16) {
+        const uint8_t* sb = s + y * ss;
+        uint8_t* db = d + y * P;
+        int64_t x = 0;
+        if constexpr (P == 1) {
+            for (; x + 32 <= w; x += 32) ownTranspose16x32_8u(sb + x, ss, db + x * ds, ds);
+        } else if constexpr (P == 4 && !Alpha) {
+            for (; x + 16 <= w; x += 16)
+                for (int i = 0; i < 16; i += 8)
+                    for (int j = 0; j < 16; j += 8)
+                        ownTranspose8x8_32(sb + i * ss + (x + j) * 4, ss, db + (x + j) * ds + i * 4, ds);
+        }
+        for (; x < w; x += 16)
+            ownTransposeSmall<S, C, Alpha>(sb + x * P, ss, db + x * ds, ds, w - x < 16 ? w - x : 16, 16);
+    }
+    if (y < h)
+        for (int64_t x = 0; x < w; x += 16)
+            ownTransposeSmall<S, C, Alpha>(s + y * ss + x * P, ss, d + y * P + x * ds, ds, w - x < 16 ? w - x : 16,
+                                           h - y);
+}
+
+// Copies n pixels; with Alpha only the first three samples of each.
+template <int S, int C, bool Alpha>
+inline void ownCopyPixels(const uint8_t* s, uint8_t* d, int64_t n) {
+    if constexpr (Alpha)
+        for (int64_t i = 0; i < n; ++i) memcpy(d + i * 4 * S, s + i * 4 * S, 3 * S);
+    else
+        memcpy(d, s, n * S * C);
+}
+
+// Transposes an n x n square in place (step in bytes), tile pair by tile pair through
+// buffers on the stack; with Alpha the fourth channel of every pixel stays where it is.
+template <int S, int C, bool Alpha = false>
+void ownTransposeSquareInPlace(uint8_t* p, int64_t step, int64_t n) {
+    constexpr int P = S * C, T = 16;
+    alignas(64) uint8_t a[T * T * P], b[T * T * P];
+    for (int64_t i = 0; i < n; i += T) {
+        int64_t hi = n - i < T ? n - i : T;
+        for (int64_t j = i; j < n; j += T) {
+            int64_t wj = n - j < T ? n - j : T;
+            uint8_t* A = p + i * step + j * P;  // rows i.., columns j..: hi x wj
+            uint8_t* B = p + j * step + i * P;  // rows j.., columns i..: wj x hi
+            ownTranspose<S, C>(A, step, a, T * P, wj, hi);  // a: wj rows of hi pixels
+            if (j != i) {
+                ownTranspose<S, C>(B, step, b, T * P, hi, wj);  // b: hi rows of wj pixels
+                for (int64_t r = 0; r < hi; ++r) ownCopyPixels<S, C, Alpha>(b + r * T * P, A + r * step, wj);
+            }
+            for (int64_t r = 0; r < wj; ++r) ownCopyPixels<S, C, Alpha>(a + r * T * P, B + r * step, hi);
+        }
+    }
+}
+
+}  // namespace zel

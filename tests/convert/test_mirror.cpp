@@ -1,0 +1,203 @@
+// Mirror and Transpose: every member against a scalar model of the flip on random geometry in
+// guarded memory (odd, zero and negative steps where the family takes them; in place and out
+// of place), and the argument-check orders.
+#include <set>
+
+#include "zel_test_kit.h"
+
+namespace {
+
+using MirrorR = ZelStatus (*)(const void*, int, void*, int, ZeliSize, int);
+using MirrorIR = ZelStatus (*)(void*, int, ZeliSize, int);
+using TransposeR = ZelStatus (*)(const void*, int, void*, int, ZeliSize);
+using TransposeIR = ZelStatus (*)(void*, int, ZeliSize);
+
+struct Member {
+    std::string name;
+    int sample = 1, channels = 1;  // bytes per sample, samples per pixel
+    bool alpha = false, inPlace = false, transpose = false;
+    void* fn = nullptr;
+    int pixel() const { return sample * channels; }
+};
+
+void PrintTo(const Member& m, std::ostream* os) { *os << m.name; }
+
+// Reads the layout from the export's name: zeli<Op>_<type>_<layout><form>.
+Member parse(const std::string& name) {
+    Member m;
+    m.name = name;
+    m.fn = dlsym(RTLD_DEFAULT, name.c_str());
+    m.transpose = name.find("Transpose") != std::string::npos;
+    std::string type = name.substr(name.find('_') + 1);
+    std::string lay = type.substr(type.find('_') + 1);
+    type = type.substr(0, type.find('_'));
+    m.sample = type == "8u" ? 1 : type[0] == '1' ? 2 : type == "32fc" ? 8 : 4;
+    m.alpha = lay.rfind("AC4", 0) == 0;
+    m.channels = m.alpha ? 4 : lay[1] - '0';
+    m.inPlace = lay.find("IR") != std::string::npos;
+    return m;
+}
+
+std::vector<Member> members(const char* family) {
+    std::vector<Member> v;
+    for (auto& n : zt::exportsOf({family})) v.push_back(parse(n));
+    return v;
+}
+
+// Source pixel (sx, sy) that lands on destination pixel (x, y) under a flip of a w x h source.
+void inverse(int flip, int64_t w, int64_t h, int64_t x, int64_t y, int64_t& sx, int64_t& sy) {
+    switch (flip) {
+        case 0: sx = x, sy = h - 1 - y; break;
+        case 1: sx = w - 1 - x, sy = y; break;
+        case 2: sx = w - 1 - x, sy = h - 1 - y; break;
+        case 3: sx = y, sy = x; break;
+        default: sx = w - 1 - y, sy = h - 1 - x; break;
+    }
+}
+
+// One call: builds guarded images, runs the library and checks every byte against the model
+// (applied to a snapshot, reading the source from a second, untouched snapshot).
+void trial(const Member& m, zt::Rng& rng, zt::Tight tight, int flip, bool samePointer) {
+    const int P = m.pixel(), S = m.sample;
+    const bool diag = flip >= 3, swapsSize = diag;
+    int64_t w, h;
+    if (diag || m.transpose) w = rng.range(1, 90), h = rng.range(1, 90);
+    else w = zt::randomWidth(rng, P), h = zt::randomHeight(rng, w * P);
+    if (m.inPlace && diag) h = w;
+    zt::StepPolicy pol;
+    if (!diag) pol.negative = 0.15, pol.zero = h == 1 ? 0.3 : 0.0;  // steps unchecked: any sign
+    int64_t ss = zt::randomStep(rng, w * P, pol);
+    int64_t dw = swapsSize ? h : w, dh = swapsSize ? w : h;
+    int64_t ds = zt::randomStep(rng, dw * P, pol);
+    if (ss == 0 && h > 1) ss = w * P;
+    if (ds == 0 && dh > 1) ds = dw * P;
+    zt::Region src(w * P, h, ss, tight, rng.range(0, 63), S);
+    zt::Region dst(dw * P, dh, m.inPlace || samePointer ? ss : ds, tight, rng.range(0, 63), S);
+    src.randomize(rng);
+    dst.randomize(rng);
+    zt::Region& in = (m.inPlace || samePointer) ? dst : src;
+    if (samePointer) ds = ss;
+    const int64_t rs = ss / S * S, rd = (m.inPlace || samePointer ? ss : ds) / S * S;
+    zt::Shadow orig({&src, &dst}), expect({&src, &dst});
+    const int write = m.alpha ? 3 * S : P;
+    for (int64_t y = 0; y < dh; ++y)
+        for (int64_t x = 0; x < dw; ++x) {
+            int64_t sx, sy;
+            if (m.transpose) sx = y, sy = x;
+            else inverse(flip, w, h, x, y, sx, sy);
+            memcpy(expect(dst.origin()) + y * rd + x * P, orig(in.origin()) + sy * rs + sx * P, write);
+        }
+    ZeliSize roi{(int)w, (int)h};
+    ZelStatus st;
+    if (m.transpose && m.inPlace) st = ((TransposeIR)m.fn)(dst.origin(), (int)ss, roi);
+    else if (m.transpose) st = ((TransposeR)m.fn)(in.origin(), (int)ss, dst.origin(), (int)ds, roi);
+    else if (m.inPlace) st = ((MirrorIR)m.fn)(dst.origin(), (int)ss, roi, flip);
+    else st = ((MirrorR)m.fn)(in.origin(), (int)ss, dst.origin(), (int)ds, roi, flip);
+    SCOPED_TRACE(::testing::Message() << m.name << " flip " << flip << " " << w << "x" << h << " steps " << ss
+                                      << "," << ds);
+    ASSERT_EQ(st, zelStsNoErr);
+    EXPECT_TRUE(expect.matches());
+}
+
+class Mirror : public ::testing::TestWithParam<Member> {};
+class Transpose : public ::testing::TestWithParam<Member> {};
+
+TEST_P(Mirror, MatchesScalarModel) {
+    const Member& m = GetParam();
+    ZT_SKIP_IF_PLACEHOLDER(m.name.c_str());
+    zt::forTrials(6, [&](zt::Rng& rng, zt::Tight tight, int t) {
+        for (int flip = 0; flip <= 4; ++flip) trial(m, rng, tight, flip, false);
+        // The same pointer and step hands an axis flip over to the in-place form.
+        if (!m.inPlace) trial(m, rng, tight, t % 3, true);
+    });
+}
+
+TEST_P(Transpose, MatchesScalarModel) {
+    const Member& m = GetParam();
+    ZT_SKIP_IF_PLACEHOLDER(m.name.c_str());
+    zt::forTrials(10, [&](zt::Rng& rng, zt::Tight tight, int) { trial(m, rng, tight, 3, false); });
+}
+
+struct CallArgs {
+    const void* src;
+    int srcStep;
+    void* dst;
+    int dstStep;
+    ZeliSize roi;
+    int flip;
+};
+
+// Check order of a member on a small valid call; dst of 8 x 8 pixels, source 6 x 6 (or the
+// destination itself in place).
+void checkOrder(const Member& m, int flip) {
+    const int P = m.pixel();
+    zt::Region src(6 * P, 6, 6 * P + 3), dst(8 * P, 8, 8 * P + 5);
+    zt::Rng rng = zt::Rng::forTest(flip);
+    src.randomize(rng);
+    dst.randomize(rng);
+    CallArgs valid{src.origin(), (int)src.step(), dst.origin(), (int)dst.step(), {6, 6}, flip};
+    auto call = [&m](const CallArgs& a) -> ZelStatus {
+        if (m.transpose)
+            return m.inPlace ? ((TransposeIR)m.fn)(a.dst, a.dstStep, a.roi)
+                             : ((TransposeR)m.fn)(a.src, a.srcStep, a.dst, a.dstStep, a.roi);
+        return m.inPlace ? ((MirrorIR)m.fn)(a.dst, a.dstStep, a.roi, a.flip)
+                         : ((MirrorR)m.fn)(a.src, a.srcStep, a.dst, a.dstStep, a.roi, a.flip);
+    };
+    zt::CheckOrder<CallArgs> co{valid, call, {&src, &dst}};
+    auto nullPtr = [](CallArgs& a) { a.src = nullptr, a.dst = nullptr; };
+    co.row("null pointer", nullPtr, zelStsNullPtrErr);
+    const bool diag = !m.transpose && flip >= 3;
+    auto steps = [](CallArgs& a) { a.srcStep = 0, a.dstStep = -1; };
+    if (diag && !m.inPlace) co.row("steps < 1", steps, zelStsStepErr);
+    co.row("width 0", [](CallArgs& a) { a.roi.width = 0; }, zelStsSizeErr);
+    co.row("height -1", [](CallArgs& a) { a.roi.height = -1; }, zelStsSizeErr);
+    if (!m.transpose && !diag) co.row("flip 5", [](CallArgs& a) { a.flip = 5; }, zelStsMirrorFlipErr);
+    if (!m.transpose && !diag) co.row("flip -1", [](CallArgs& a) { a.flip = -1; }, zelStsMirrorFlipErr);
+    if (diag && m.inPlace) co.row("steps < 1", steps, zelStsStepErr);
+    if (m.inPlace && (diag || m.transpose)) co.row("not square", [](CallArgs& a) { a.roi.width = 5; }, zelStsSizeErr);
+    if (diag && !m.inPlace)
+        co.row("overlap", [&](CallArgs& a) { a.src = dst.origin() + 2 * dst.step() - P; }, zelStsNotSupportedModeErr);
+    if (!diag) co.ignored("steps 0 and -1", steps);
+    co.run();
+}
+
+TEST_P(Mirror, ChecksArgumentsInOrder) {
+    ZT_SKIP_IF_PLACEHOLDER(GetParam().name.c_str());
+    for (int flip = 0; flip <= 4; ++flip) {
+        SCOPED_TRACE(::testing::Message() << "flip " << flip);
+        checkOrder(GetParam(), flip);
+    }
+}
+
+TEST_P(Transpose, ChecksArgumentsInOrder) {
+    ZT_SKIP_IF_PLACEHOLDER(GetParam().name.c_str());
+    checkOrder(GetParam(), 3);
+}
+
+auto nameOf = [](const ::testing::TestParamInfo<Member>& info) { return info.param.name; };
+INSTANTIATE_TEST_SUITE_P(Convert, Mirror, ::testing::ValuesIn(members("Mirror")), nameOf);
+INSTANTIATE_TEST_SUITE_P(Convert, Transpose, ::testing::ValuesIn(members("Transpose")), nameOf);
+
+TEST(MirrorEdges, DiagonalOverlapIsTestedBothWays) {
+    ZT_SKIP_IF_PLACEHOLDER("zeliMirror_8u_C1R");
+    zt::Region img(64, 64, 64);
+    img.fill(7);
+    Zel8u* p = img.origin();
+    // 4 x 4 spans of 196 bytes: one shared byte either way is an overlap, adjacency is not.
+    EXPECT_EQ(zeliMirror_8u_C1R(p + 195, 64, p, 64, {4, 4}, zelAxs45), zelStsNotSupportedModeErr);
+    EXPECT_EQ(zeliMirror_8u_C1R(p, 64, p + 195, 64, {4, 4}, zelAxs135), zelStsNotSupportedModeErr);
+    EXPECT_EQ(zeliMirror_8u_C1R(p, 64, p + 196, 64, {4, 4}, zelAxs45), zelStsNoErr);
+    EXPECT_EQ(zeliMirror_8u_C1R(p + 196, 64, p, 64, {4, 4}, zelAxs135), zelStsNoErr);
+}
+
+TEST(TransposeEdges, SamePointerIsInPlaceAndNeedsASquare) {
+    ZT_SKIP_IF_PLACEHOLDER("zeliTranspose_8u_C1R");
+    Zel8u a[12] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
+    EXPECT_EQ(zeliTranspose_8u_C1IR(a, 4, {4, 3}), zelStsSizeErr);
+    EXPECT_EQ(zeliTranspose_8u_C1R(a, 4, a, 3, {4, 3}), zelStsSizeErr);
+    Zel8u b[9] = {1, 2, 3, 4, 5, 6, 7, 8, 9}, t[9] = {1, 4, 7, 2, 5, 8, 3, 6, 9};
+    EXPECT_EQ(zeliTranspose_8u_C1R(b, 3, b, 7, {3, 3}), zelStsNoErr);
+    EXPECT_EQ(memcmp(b, t, 9), 0);
+}
+
+}  // namespace
