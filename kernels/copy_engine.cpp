@@ -89,6 +89,10 @@ void copy_aligned(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds, int64_t 
 // store issued just before (a false dependency); here the loads run one 256-byte block ahead
 // of the stores, so every load precedes the stores that alias it.
 void copy_aligned_ahead(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds, int64_t n, int64_t h) {
+    if (n >= kStringCopyRow) {  // the string move orders its own loads and stores
+        for (int64_t r = 0; r < h; ++r, s += ss, d += ds) string_copy_row(s, d, n);
+        return;
+    }
     for (int64_t r = 0; r < h; ++r, s += ss, d += ds) {
         int64_t p = 0;
         __m256i head = load32(s);

@@ -55,44 +55,33 @@ struct Args {
     const uint8_t* value;  // the constant's samples (null pointer where the member takes an array)
 };
 
-// Calls the member with the argument types of its form.
+template <class... A>
+ZelStatus invoke(void* fn, A... a) {
+    return ((ZelStatus(*)(A...))fn)(a...);
+}
+
+// Calls the member with the argument types of its form; a one-channel constant is passed by
+// value (a float in its own register class).
 ZelStatus call(const Member& m, const Args& a) {
-    using I = int64_t;
     ZeliSize s{(int)a.sw, (int)a.sh}, d{(int)a.dw, (int)a.dh};
     ZeliSizeL sl{a.sw, a.sh}, dl{a.dw, a.dh};
     int iv = 0;
     float fv = 0;
-    if (m.kind == Const && m.channels == 1 && a.value) {
-        if (m.sample == 1) iv = a.value[0];
-        else if (m.sample == 2) iv = m.name.find("16s") != std::string::npos ? *(const int16_t*)a.value : *(const uint16_t*)a.value;
-        else memcpy(m.isFloat ? (void*)&fv : (void*)&iv, a.value, 4);
-    }
-    const bool scalar = m.kind == Const && m.channels == 1, flt = scalar && m.isFloat;
-    const void* vp = a.value;
-    if (m.inPlace && !m.longForm) {
-        if (m.kind != Const) return ((ZelStatus(*)(void*, int, ZeliSize, ZeliSize, int, int))m.fn)(a.dst, (int)a.dstStep, s, d, (int)a.top, (int)a.left);
-        if (flt) return ((ZelStatus(*)(void*, int, ZeliSize, ZeliSize, int, int, float))m.fn)(a.dst, (int)a.dstStep, s, d, (int)a.top, (int)a.left, fv);
-        if (scalar) return ((ZelStatus(*)(void*, int, ZeliSize, ZeliSize, int, int, int))m.fn)(a.dst, (int)a.dstStep, s, d, (int)a.top, (int)a.left, iv);
-        return ((ZelStatus(*)(void*, int, ZeliSize, ZeliSize, int, int, const void*))m.fn)(a.dst, (int)a.dstStep, s, d, (int)a.top, (int)a.left, vp);
-    }
-    if (m.inPlace) {
-        if (m.kind != Const) return ((ZelStatus(*)(void*, I, ZeliSizeL, ZeliSizeL, I, I))m.fn)(a.dst, a.dstStep, sl, dl, a.top, a.left);
-        if (flt) return ((ZelStatus(*)(void*, I, ZeliSizeL, ZeliSizeL, I, I, float))m.fn)(a.dst, a.dstStep, sl, dl, a.top, a.left, fv);
-        if (scalar) return ((ZelStatus(*)(void*, I, ZeliSizeL, ZeliSizeL, I, I, int))m.fn)(a.dst, a.dstStep, sl, dl, a.top, a.left, iv);
-        return ((ZelStatus(*)(void*, I, ZeliSizeL, ZeliSizeL, I, I, const void*))m.fn)(a.dst, a.dstStep, sl, dl, a.top, a.left, vp);
-    }
-    if (!m.longForm) {
-        using F = ZelStatus (*)(const void*, int, ZeliSize, void*, int, ZeliSize, int, int);
-        int ss = (int)a.srcStep, ds = (int)a.dstStep, t = (int)a.top, l = (int)a.left;
-        if (m.kind != Const) return ((F)m.fn)(a.src, ss, s, a.dst, ds, d, t, l);
-        if (flt) return ((ZelStatus(*)(const void*, int, ZeliSize, void*, int, ZeliSize, int, int, float))m.fn)(a.src, ss, s, a.dst, ds, d, t, l, fv);
-        if (scalar) return ((ZelStatus(*)(const void*, int, ZeliSize, void*, int, ZeliSize, int, int, int))m.fn)(a.src, ss, s, a.dst, ds, d, t, l, iv);
-        return ((ZelStatus(*)(const void*, int, ZeliSize, void*, int, ZeliSize, int, int, const void*))m.fn)(a.src, ss, s, a.dst, ds, d, t, l, vp);
-    }
-    if (m.kind != Const) return ((ZelStatus(*)(const void*, I, ZeliSizeL, void*, I, ZeliSizeL, I, I))m.fn)(a.src, a.srcStep, sl, a.dst, a.dstStep, dl, a.top, a.left);
-    if (flt) return ((ZelStatus(*)(const void*, I, ZeliSizeL, void*, I, ZeliSizeL, I, I, float))m.fn)(a.src, a.srcStep, sl, a.dst, a.dstStep, dl, a.top, a.left, fv);
-    if (scalar) return ((ZelStatus(*)(const void*, I, ZeliSizeL, void*, I, ZeliSizeL, I, I, int))m.fn)(a.src, a.srcStep, sl, a.dst, a.dstStep, dl, a.top, a.left, iv);
-    return ((ZelStatus(*)(const void*, I, ZeliSizeL, void*, I, ZeliSizeL, I, I, const void*))m.fn)(a.src, a.srcStep, sl, a.dst, a.dstStep, dl, a.top, a.left, vp);
+    const bool scalar = m.kind == Const && m.channels == 1;
+    if (scalar && m.sample == 1) iv = a.value[0];
+    else if (scalar && m.sample == 2) iv = m.name.find("16s") != std::string::npos ? *(const int16_t*)a.value : *(const uint16_t*)a.value;
+    else if (scalar) memcpy(m.isFloat ? (void*)&fv : (void*)&iv, a.value, 4);
+    auto withValue = [&](auto... lead) -> ZelStatus {
+        if (m.kind != Const) return invoke(m.fn, lead...);
+        if (scalar && m.isFloat) return invoke(m.fn, lead..., fv);
+        if (scalar) return invoke(m.fn, lead..., iv);
+        return invoke(m.fn, lead..., (const void*)a.value);
+    };
+    const int ss = (int)a.srcStep, ds = (int)a.dstStep, t = (int)a.top, l = (int)a.left;
+    if (m.inPlace && !m.longForm) return withValue(a.dst, ds, s, d, t, l);
+    if (m.inPlace) return withValue(a.dst, a.dstStep, sl, dl, a.top, a.left);
+    if (!m.longForm) return withValue(a.src, ss, s, a.dst, ds, d, t, l);
+    return withValue(a.src, a.srcStep, sl, a.dst, a.dstStep, dl, a.top, a.left);
 }
 
 // The source index that border index i (any integer) reads, by the rule of each kind.
