@@ -85,7 +85,9 @@ inline __m256i cmp256(__m256i a, __m256i b) {
 
 template <typename T, int R, bool Swap, bool Two>
 int64_t narrow_row(const T* a, const T* b, Zel8u* d, int64_t n) {
-    __m256i k = sizeof(T) == 1 ? _mm256_set1_epi8((char)*b) : _mm256_set1_epi16((short)*b);
+    T c = 0;
+    if constexpr (!Two) c = *b;  // the constant (b is then the caller's value)
+    __m256i k = sizeof(T) == 1 ? _mm256_set1_epi8((char)c) : _mm256_set1_epi16((short)c);
     auto load = [](const T* p) { return _mm256_loadu_si256((const __m256i*)p); };
     int64_t x = 0;
     for (; x + 32 <= n; x += 32) {

@@ -13,6 +13,7 @@
 #include <string.h>
 
 #include "frame/zel_internal.h"
+#include "kernels/convert_reverse.h"
 #include "kernels/copy_engine.h"
 
 namespace zel {
@@ -89,15 +90,35 @@ struct BorderEngine {
             ownsCopyRow_8u(s, d, n * P);
     }
 
-    // Writes pixel px n times from d.
-    static void repeat(const uint8_t* px, uint8_t* d, int64_t n) {
+    // Writes pixel px n times from d; pat, when given, is its pattern (ownBorderPattern).
+    static void repeat(const uint8_t* px, uint8_t* d, int64_t n, const uint8_t* pat = nullptr) {
         if (n <= 0) return;
         if constexpr (Alpha) {
             for (int64_t i = 0; i < n; ++i) memcpy(d + i * P, px, W);
+        } else if (pat) {
+            ownBorderFill(d, pat, 64 / P * P, n * P);
         } else {
-            alignas(64) uint8_t pat[64];
-            int period = ownBorderPattern<P>(pat, px);
-            ownBorderFill(d, pat, period, n * P);
+            alignas(64) uint8_t own[64];
+            int period = ownBorderPattern<P>(own, px);
+            ownBorderFill(d, own, period, n * P);
+        }
+    }
+
+    // Fills count border pixels at out from the source pixels in, starting at the reduced
+    // index q (modulo the period), run by run: forward runs are copies, the descending runs of
+    // a mirror are reversed copies.
+    static void runs(const uint8_t* in, uint8_t* out, int64_t count, int64_t q, int64_t n, int64_t period) {
+        while (count > 0) {
+            int64_t len;
+            if (q < n) {
+                len = n - q < count ? n - q : count;
+                ownsCopyRow_8u(in + q * P, out, len * P);
+            } else {  // indices period - q, period - q - 1, ...
+                len = period - q < count ? period - q : count;
+                ownRevRow<P>(in + (period - q - len + 1) * P, out, len);
+            }
+            out += len * P, count -= len, q += len;
+            if (q == period) q = 0;
         }
     }
 
@@ -105,30 +126,24 @@ struct BorderEngine {
     // start[0], start[1]: the reduced index (modulo the period) of the first left and first
     // right border pixel, for Mirror and Wrap.
     static void extendRow(uint8_t* r, const BorderGeom& g, int64_t right, const uint8_t* value,
-                          const int64_t* start) {
+                          const uint8_t* pat, const int64_t* start) {
         uint8_t* in = r + g.left * P;
         if constexpr (K == Border::Const) {
-            repeat(value, r, g.left);
-            repeat(value, in + g.srcW * P, right);
+            repeat(value, r, g.left, pat);
+            repeat(value, in + g.srcW * P, right, pat);
         } else if constexpr (K == Border::Replicate) {
             repeat(in, r, g.left);
             repeat(in + (g.srcW - 1) * P, in + g.srcW * P, right);
         } else {
+            static_assert(!Alpha, "mirror and wrap borders move whole pixels");
             const int64_t n = g.srcW, period = K == Border::Mirror ? 2 * n - 2 : n;
             if (period == 0) {  // a one-pixel mirror repeats its pixel
                 repeat(in, r, g.left);
                 repeat(in, in + n * P, right);
                 return;
             }
-            uint8_t* out[2] = {r, in + n * P};
-            int64_t count[2] = {g.left, right};
-            for (int side = 0; side < 2; ++side) {
-                int64_t q = start[side];
-                for (int64_t x = 0; x < count[side]; ++x) {
-                    memcpy(out[side] + x * P, in + (q < n ? q : period - q) * P, W);
-                    if (++q == period) q = 0;
-                }
-            }
+            runs(in, r, g.left, start[0], n, period);
+            runs(in, in + n * P, right, start[1], n, period);
         }
     }
 
@@ -139,6 +154,9 @@ struct BorderEngine {
         ds = ds / S * S;
         const int64_t right = g.dstW - g.left - g.srcW, bottom = g.dstH - g.top - g.srcH, rowBytes = g.dstW * P;
         int64_t start[2] = {0, 0};
+        alignas(64) uint8_t patBuf[64];
+        const uint8_t* pat = nullptr;
+        if constexpr (K == Border::Const && !Alpha) ownBorderPattern<P>(patBuf, value), pat = patBuf;
         if constexpr (K == Border::Mirror || K == Border::Wrap) {
             int64_t period = K == Border::Mirror ? 2 * g.srcW - 2 : g.srcW;
             if (period > 0) start[0] = ((-g.left) % period + period) % period, start[1] = g.srcW % period;
@@ -150,7 +168,7 @@ struct BorderEngine {
         for (int64_t y = 0; y < g.srcH; ++y) {
             uint8_t* r = d + (g.top + y) * ds;
             if (s && !stream) copyPixels(s + y * ss, r + g.left * P, g.srcW);
-            extendRow(r, g, right, value, start);
+            extendRow(r, g, right, value, pat, start);
         }
         if constexpr (K == Border::Const) {
             if constexpr (Alpha) {

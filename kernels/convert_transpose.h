@@ -65,6 +65,36 @@ inline void ownTranspose8x8_32(const uint8_t* s, int64_t ss, uint8_t* d, int64_t
     }
 }
 
+// Transposes a 16 x 16 block of 32-bit samples; with Stream the destination rows (whole,
+// 64-byte aligned cache lines) are written with non-temporal stores.
+template <bool Stream>
+inline void ownTranspose16x16_32(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds) {
+    __m512i r[16], t[16];
+    for (int i = 0; i < 16; ++i) r[i] = _mm512_loadu_si512(s + i * ss);
+    for (int k = 0; k < 8; ++k) {
+        t[2 * k] = _mm512_unpacklo_epi32(r[2 * k], r[2 * k + 1]);
+        t[2 * k + 1] = _mm512_unpackhi_epi32(r[2 * k], r[2 * k + 1]);
+    }
+    // r[4g + q], lane L: column 4L + q of rows 4g..4g+3.
+    for (int g = 0; g < 4; ++g) {
+        r[4 * g + 0] = _mm512_unpacklo_epi64(t[4 * g], t[4 * g + 2]);
+        r[4 * g + 1] = _mm512_unpackhi_epi64(t[4 * g], t[4 * g + 2]);
+        r[4 * g + 2] = _mm512_unpacklo_epi64(t[4 * g + 1], t[4 * g + 3]);
+        r[4 * g + 3] = _mm512_unpackhi_epi64(t[4 * g + 1], t[4 * g + 3]);
+    }
+    // For each q, a 4 x 4 transpose of 128-bit lanes gathers column 4L + q of all 16 rows.
+    for (int q = 0; q < 4; ++q) {
+        __m512i x0 = _mm512_shuffle_i32x4(r[q], r[4 + q], 0x44), x1 = _mm512_shuffle_i32x4(r[q], r[4 + q], 0xEE);
+        __m512i x2 = _mm512_shuffle_i32x4(r[8 + q], r[12 + q], 0x44), x3 = _mm512_shuffle_i32x4(r[8 + q], r[12 + q], 0xEE);
+        __m512i o[4] = {_mm512_shuffle_i32x4(x0, x2, 0x88), _mm512_shuffle_i32x4(x0, x2, 0xDD),
+                        _mm512_shuffle_i32x4(x1, x3, 0x88), _mm512_shuffle_i32x4(x1, x3, 0xDD)};
+        for (int L = 0; L < 4; ++L) {
+            if constexpr (Stream) _mm512_stream_si512((__m512i*)(d + (4 * L + q) * ds), o[L]);
+            else _mm512_storeu_si512(d + (4 * L + q) * ds, o[L]);
+        }
+    }
+}
+
 // Destination row x, pixel y = source row y, pixel x, for a w x h source (w, h <= 16 here).
 template <int S, int C, bool Alpha>
 inline void ownTransposeSmall(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds, int64_t w, int64_t h) {
@@ -75,32 +105,59 @@ inline void ownTransposeSmall(const uint8_t* s, int64_t ss, uint8_t* d, int64_t 
     }
 }
 
+// The tiles of one block of at most kTransposeBlock x kTransposeBlock pixels, a column of
+// tiles at a time: the destination rows of a tile column are then written front to back, so
+// that stores stream; only the loads stride across rows.
+template <int S, int C, bool Alpha, bool Stream>
+void ownTransposeTiles(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds, int64_t w, int64_t h) {
+    constexpr int P = S * C;
+    constexpr bool kBytes = P == 1, kWords = P == 4 && !Alpha;
+    constexpr int64_t TW = kBytes ? 32 : 16;
+    for (int64_t x = 0; x < w; x += TW) {
+        const int64_t tw = w - x < TW ? w - x : TW;
+        for (int64_t y = 0; y < h; y += 16) {
+            const int64_t th = h - y < 16 ? h - y : 16;
+            const uint8_t* sb = s + y * ss + x * P;
+            uint8_t* db = d + x * ds + y * P;
+            if (kBytes && th == 16 && tw == TW) {
+                ownTranspose16x32_8u(sb, ss, db, ds);
+            } else if (kWords && th == 16 && tw == TW) {
+                ownTranspose16x16_32<Stream>(sb, ss, db, ds);
+            } else {
+                for (int64_t xx = 0; xx < tw; xx += 16)
+                    ownTransposeSmall<S, C, Alpha>(sb + xx * P, ss, db + xx * ds, ds, tw - xx < 16 ? tw - xx : 16, th);
+            }
+        }
+    }
+}
+
+// Blocks of 256 x 256 pixels keep the rows one block touches (256 source and 256 destination
+// rows, each often on its own page) within the translation cache: walking a whole band of a
+// wide image would touch a new page per destination row on every band.
+constexpr int64_t kTransposeBlock = 256;
+
 // Transposes a w x h source of S-byte, C-channel pixels (w, h >= 1; steps in bytes, any
 // sign; source and destination do not overlap): destination row x, pixel y = source row y,
 // pixel x.
 template <int S, int C, bool Alpha = false>
 void ownTranspose(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds, int64_t w, int64_t h) {
-    constexpr int P = S * C;
-    int64_t y = 0;
-    for (; y + 16 <= h; y += 16) {
-        const uint8_t* sb = s + y * ss;
-        uint8_t* db = d + y * P;
-        int64_t x = 0;
-        if constexpr (P == 1) {
-            for (; x + 32 <= w; x += 32) ownTranspose16x32_8u(sb + x, ss, db + x * ds, ds);
-        } else if constexpr (P == 4 && !Alpha) {
-            for (; x + 16 <= w; x += 16)
-                for (int i = 0; i < 16; i += 8)
-                    for (int j = 0; j < 16; j += 8)
-                        ownTranspose8x8_32(sb + i * ss + (x + j) * 4, ss, db + (x + j) * ds + i * 4, ds);
+    constexpr int P = S * C, B = kTransposeBlock;
+    // 4-byte pixels go around the cache from 4 MiB of destination on, when every full tile
+    // stores whole aligned lines: the strided stores of a transpose would otherwise wait for
+    // each line to be read in first, and a destination that size no longer fits the core's
+    // own caches anyway.
+    bool stream = false;
+    if constexpr (P == 4 && !Alpha)
+        stream = ((uintptr_t)d & 63) == 0 && (ds & 63) == 0 && w * (ds < 0 ? -ds : ds) >= (int64_t(4) << 20);
+    for (int64_t y = 0; y < h; y += B)
+        for (int64_t x = 0; x < w; x += B) {
+            const uint8_t* sb = s + y * ss + x * P;
+            uint8_t* db = d + x * ds + y * P;
+            int64_t bw = w - x < B ? w - x : B, bh = h - y < B ? h - y : B;
+            if (stream) ownTransposeTiles<S, C, Alpha, true>(sb, ss, db, ds, bw, bh);
+            else ownTransposeTiles<S, C, Alpha, false>(sb, ss, db, ds, bw, bh);
         }
-        for (; x < w; x += 16)
-            ownTransposeSmall<S, C, Alpha>(sb + x * P, ss, db + x * ds, ds, w - x < 16 ? w - x : 16, 16);
-    }
-    if (y < h)
-        for (int64_t x = 0; x < w; x += 16)
-            ownTransposeSmall<S, C, Alpha>(s + y * ss + x * P, ss, d + y * P + x * ds, ds, w - x < 16 ? w - x : 16,
-                                           h - y);
+    if (stream) _mm_sfence();
 }
 
 // Copies n pixels; with Alpha only the first three samples of each.

@@ -16,6 +16,7 @@ constexpr int64_t kStringFillFloor = 1 << 20;
 constexpr int64_t kStringFillRow = 4096;
 constexpr int64_t kFillAhead = 512;
 constexpr int64_t kStringCopyRow = 2048;
+constexpr int64_t kFillRepeat = 12288;  // a multiple of 192 and of 4096
 
 inline __m512i load64(const uint8_t* p) { return _mm512_loadu_si512(p); }
 inline __m256i load32(const uint8_t* p) { return _mm256_loadu_si256((const __m256i*)p); }
@@ -343,6 +344,18 @@ void ownsFill2D_8u(const uint8_t* pixel, int pixelBytes, uint8_t* dst, int64_t d
     }
     FillPattern pat;
     for (int i = 0; i < 384; ++i) pat.b[i] = pixel[i % pixelBytes];
+    // Other pixel sizes on long rows: the first kFillRepeat bytes from the pattern, then one
+    // string move that copies the row onto itself kFillRepeat bytes further on, repeating them.
+    if (!stream && total > kStringFillFloor && rowBytes >= 4 * kFillRepeat) {
+        for (int64_t r = 0; r < height; ++r, dst += dstStep) {
+            fill_row<false, false>(pat, dst, kFillRepeat);
+            const uint8_t* s = dst;
+            uint8_t* d = dst + kFillRepeat;
+            uint64_t count = (uint64_t)(rowBytes - kFillRepeat);
+            asm volatile("rep movsb" : "+D"(d), "+S"(s), "+c"(count) : : "memory");
+        }
+        return;
+    }
     if (stream) {
         for (int64_t r = 0; r < height; ++r, dst += dstStep) fill_row<true, false>(pat, dst, rowBytes);
         _mm_sfence();

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <stdint.h>
+#include <string.h>
 
 #include <limits>
 
@@ -28,7 +29,12 @@ void ownsUnaryScalar(const T* pSrc, int srcStep, T* pDst, int dstStep, ZeliSize 
             const T* s = row(pSrc, srcStep, r);
             T* d = row(pDst, dstStep, r);
             for (int64_t x = 0; x < (int64_t)roi.width * C; ++x)
-                if (!Alpha || x % 4 != 3) d[x] = g(s[x]);
+                if (!Alpha || x % 4 != 3) {
+                    T v;  // images of 16-bit samples may sit at odd addresses: no typed access
+                    memcpy(&v, s + x, sizeof v);
+                    v = g(v);
+                    memcpy(d + x, &v, sizeof v);
+                }
         }
     };
     if constexpr (sizeof(T) == 1) {

@@ -102,7 +102,11 @@ struct Img {
     int64_t step = 0;
     Img(zt::Rng& rng, int w, int h, int ch_, int planes, int64_t step_, zt::Tight t) : ch(ch_), step(step_) {
         for (int k = 0; k < planes; ++k) {
-            r.emplace_back((int64_t)w * ch * sizeof(T), h, step, t, rng.range(0, 63));
+            // Any slack, then moved so that row 0 starts on a whole sample: samples are aligned.
+            int64_t slack = rng.range(0, 15) * (int64_t)sizeof(T), rowBytes = (int64_t)w * ch * sizeof(T);
+            int64_t mis = (int64_t)((uintptr_t)zt::Region(rowBytes, h, step, t, slack).origin() % sizeof(T));
+            if (mis) slack += t == zt::Tight::End ? mis : (int64_t)sizeof(T) - mis;
+            r.emplace_back(rowBytes, h, step, t, slack);
             fill(rng, r.back());
         }
     }

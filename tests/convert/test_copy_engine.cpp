@@ -101,7 +101,7 @@ TEST(CopyEngineUnit, ChunkedRowsCoverEachRowOnce) {
 TEST(CopyEngineUnit, FillEveryPixelSize) {
     zt::Rng rng = zt::Rng::forTest();
     for (int pixel : {1, 2, 3, 4, 6, 8, 12, 16}) {
-        for (auto [rowPixels, height, pad] : {std::tuple{5000, 300, 24}, {5000, 300, 0}, {37, 9, 5}, {200, 3, 0}}) {
+        for (auto [rowPixels, height, pad] : {std::tuple{5000, 300, 24}, {5000, 300, 0}, {20000, 30, 8}, {37, 9, 5}, {200, 3, 0}}) {
             int64_t row = (int64_t)rowPixels * pixel, step = row + pad;
             zt::Region dst(row, height, step, zt::Tight::End, rng.range(0, 63));
             dst.randomize(rng);

@@ -61,7 +61,8 @@ void trial(const Member& m, zt::Rng& rng, zt::Tight tight, int flip, bool samePo
     const int P = m.pixel(), S = m.sample;
     const bool diag = flip >= 3, swapsSize = diag;
     int64_t w, h;
-    if (diag || m.transpose) w = rng.range(1, 90), h = rng.range(1, 90);
+    auto side = [&] { return rng.chance(0.15) ? rng.range(250, 300) : rng.range(1, 90); };  // past one 256 block
+    if (diag || m.transpose) w = side(), h = side();
     else w = zt::randomWidth(rng, P), h = zt::randomHeight(rng, w * P);
     if (m.inPlace && diag) h = w;
     zt::StepPolicy pol;
