@@ -67,17 +67,18 @@ void flip_axis_in_place(uint8_t* p, int64_t step, int64_t w, int64_t h, int flip
         }
         return;
     }
-    // Vertical: every row reversed in place; both: row y exchanged with row h - 1 - y
+    // Vertical: every row reversed in place. Both: row y exchanged with row h - 1 - y
     // reversed, and a middle row reversed in place.
-    int64_t pairs = flip == zelAxsVertical ? 0 : h / 2;
-    for (int64_t y = 0; y < h; ++y) {
-        uint8_t* a = p + y * step;
-        uint8_t* b = y < pairs ? p + (h - 1 - y) * step : a;
-        if (flip == zelAxsBoth && y >= pairs && y < h - pairs) b = a;
-        else if (flip == zelAxsBoth && y >= pairs) break;
-        if constexpr (Alpha) ac4_swap_rows<S, true>(a, b, w);
-        else ownRevSwapRows<P>(a, b, w);
+    auto revSwap = [](uint8_t* a, uint8_t* b, int64_t n) {
+        if constexpr (Alpha) ac4_swap_rows<S, true>(a, b, n);
+        else ownRevSwapRows<P>(a, b, n);
+    };
+    if (flip == zelAxsVertical) {
+        for (int64_t y = 0; y < h; ++y) revSwap(p + y * step, p + y * step, w);
+        return;
     }
+    for (int64_t y = 0; y < h / 2; ++y) revSwap(p + y * step, p + (h - 1 - y) * step, w);
+    if (h % 2) revSwap(p + h / 2 * step, p + h / 2 * step, w);
 }
 
 template <int S, int C, bool Alpha>
@@ -137,6 +138,10 @@ ZelStatus mirror_r(const void* pSrc, int srcStep, void* pDst, int dstStep, ZeliS
     if (flip == zelAxsHorizontal) {
         if constexpr (Alpha) {
             for (int64_t y = 0; y < h; ++y) ac4_copy_row<S, false>(s + y * ss, d + y * ds, w);
+        } else if (ownsUseStreaming(w * P * h)) {
+            // Streaming stores need no read-ahead, the loads do: read the source front to back
+            // and write the destination from its last row up.
+            ownsCopy2D_8u(s + (h - 1) * ss, -ss, d + (h - 1) * ds, -ds, w * P, h);
         } else {
             ownsCopy2D_8u(s, ss, d, ds, w * P, h);
         }

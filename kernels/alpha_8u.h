@@ -70,8 +70,8 @@ inline int64_t ownsAlphaCompAC4_8u(const uint8_t* a, const uint8_t* b, uint8_t* 
     return i;
 }
 
-// One colour (or alpha) plane composed with its alpha planes: Pre set takes a, b as
-// premultiplied. An alpha plane alone is composed with a == aa, b == ab and Pre set.
+// 16 samples of a colour plane composed with their alphas aa, ab; Pre set takes a, b as
+// premultiplied.
 template <int Op, bool Pre>
 inline __m256i ownCompPlaneW_8u(__m256i a, __m256i aa, __m256i b, __m256i ab) {
     if constexpr (!Pre) {
@@ -81,6 +81,8 @@ inline __m256i ownCompPlaneW_8u(__m256i a, __m256i aa, __m256i b, __m256i ab) {
     return porter_duff<Op, Vec8>(a, b, aa, ab);
 }
 
+// n samples of a colour plane composed with the alpha planes aa, ab into d. An alpha plane
+// alone is composed with a == aa, b == ab and Pre set. Returns samples done.
 template <int Op, bool Pre>
 inline int64_t ownsAlphaCompPlane_8u(const uint8_t* a, const uint8_t* aa, const uint8_t* b, const uint8_t* ab,
                                      uint8_t* d, int64_t n) {
@@ -96,7 +98,7 @@ inline int64_t ownsAlphaCompPlane_8u(const uint8_t* a, const uint8_t* aa, const 
 }
 
 // n samples composed with constant alphas. KeepAlpha: the samples are AC4 pixels and every
-// fourth byte of d keeps its value (n a multiple of 4 then).
+// fourth byte of d keeps its value (n a multiple of 4 then). Returns samples done.
 template <int Op, bool Pre, bool KeepAlpha>
 inline int64_t ownsAlphaCompConst_8u(const uint8_t* a, uint8_t a1, const uint8_t* b, uint8_t a2, uint8_t* d,
                                      int64_t n) {
@@ -130,8 +132,7 @@ inline int64_t ownsAlphaPremulAC4_8u(const uint8_t* s, uint8_t* d, int64_t n) {
     return i;
 }
 
-// n samples of c multiplied by the samples of alpha (a plane) or by a constant alpha.
-// KeepAlpha as in ownsAlphaCompConst_8u.
+// n samples of c premultiplied by the samples of the alpha plane a. Returns samples done.
 inline int64_t ownsAlphaPremulPlane_8u(const uint8_t* c, const uint8_t* a, uint8_t* d, int64_t n) {
     int64_t i = 0;
     for (; i + 32 <= n; i += 32)
@@ -140,6 +141,7 @@ inline int64_t ownsAlphaPremulPlane_8u(const uint8_t* c, const uint8_t* a, uint8
     return i;
 }
 
+// n samples premultiplied by a constant alpha; KeepAlpha as in ownsAlphaCompConst_8u.
 template <bool KeepAlpha>
 inline int64_t ownsAlphaPremulConst_8u(const uint8_t* c, uint8_t alpha, uint8_t* d, int64_t n) {
     const __m256i a = _mm256_set1_epi16(alpha);

@@ -29,12 +29,18 @@ inline __m256i ownTable(const uint8_t t[16]) {
     return _mm256_broadcastsi128_si256(_mm_loadu_si128((const __m128i*)t));
 }
 
-// Loads 96 bytes as three lane groups.
-inline void ownLoadGroups3(const uint8_t* p, __m256i r[3]) {
-    __m256i a = ownLoad32(p), b = ownLoad32(p + 32), c = ownLoad32(p + 64);
-    r[0] = _mm256_permute2x128_si256(a, b, 0x30);  // bytes 0..15, 48..63
-    r[1] = _mm256_permute2x128_si256(a, c, 0x21);  // bytes 16..31, 64..79
-    r[2] = _mm256_permute2x128_si256(b, c, 0x30);  // bytes 32..47, 80..95
+// Loads 192 bytes as two blocks of three lane groups, with three 64-byte loads.
+inline void ownLoadGroups3x2(const uint8_t* p, __m256i r[3], __m256i q[3]) {
+    __m512i a = _mm512_loadu_si512(p), b = _mm512_loadu_si512(p + 64), c = _mm512_loadu_si512(p + 128);
+    __m256i a0 = _mm512_castsi512_si256(a), a1 = _mm512_extracti64x4_epi64(a, 1);
+    __m256i b0 = _mm512_castsi512_si256(b), b1 = _mm512_extracti64x4_epi64(b, 1);
+    __m256i c0 = _mm512_castsi512_si256(c), c1 = _mm512_extracti64x4_epi64(c, 1);
+    r[0] = _mm256_permute2x128_si256(a0, a1, 0x30);
+    r[1] = _mm256_permute2x128_si256(a0, b0, 0x21);
+    r[2] = _mm256_permute2x128_si256(a1, b0, 0x30);
+    q[0] = _mm256_permute2x128_si256(b1, c0, 0x30);
+    q[1] = _mm256_permute2x128_si256(b1, c1, 0x21);
+    q[2] = _mm256_permute2x128_si256(c0, c1, 0x30);
 }
 // Orders three lane groups as 96 contiguous bytes (three 32-byte parts).
 inline void ownPackGroups3(const __m256i r[3], __m256i out[3]) {
@@ -150,8 +156,7 @@ void ownsSplitC3Row(const uint8_t* src, uint8_t* const planes[3], int64_t n) {
     int64_t x = 0;
     for (; x + B <= n; x += B) {
         __m256i r[3], q[3];
-        ownLoadGroups3(src + 3 * S * x, r);
-        ownLoadGroups3(src + 3 * S * x + 96, q);
+        ownLoadGroups3x2(src + 3 * S * x, r, q);
         #pragma GCC unroll 4
         for (int c = 0; c < 3; ++c) {
             __m256i a = _mm256_blendv_epi8(_mm256_blendv_epi8(r[0], r[1], f1[c]), r[2], f2[c]);
@@ -181,8 +186,9 @@ void ownsMergeC3Row(const uint8_t* const planes[3], uint8_t* dst, int64_t n) {
         __m256i p[3], q[3], r[3], o[3];
         #pragma GCC unroll 4
         for (int c = 0; c < 3; ++c) {
-            p[c] = _mm256_shuffle_epi8(ownLoad32(s[c] + S * x), sc[c]);
-            q[c] = _mm256_shuffle_epi8(ownLoad32(s[c] + S * x + 32), sc[c]);
+            __m512i v = _mm512_loadu_si512(s[c] + S * x);
+            p[c] = _mm256_shuffle_epi8(_mm512_castsi512_si256(v), sc[c]);
+            q[c] = _mm256_shuffle_epi8(_mm512_extracti64x4_epi64(v, 1), sc[c]);
         }
         #pragma GCC unroll 4
         for (int k = 0; k < 3; ++k) {
@@ -287,8 +293,7 @@ void ownsSwapC3Row(const uint8_t* src, uint8_t* dst, int64_t n, const int order[
     };
     for (; x + 2 * B <= n; x += 2 * B) {
         __m256i r[3], q[3], o[3], p[3];
-        ownLoadGroups3(src + 3 * S * x, r);
-        ownLoadGroups3(src + 3 * S * x + 96, q);
+        ownLoadGroups3x2(src + 3 * S * x, r, q);
         shuffle(r, o);
         shuffle(q, p);
         ownStoreGroups3x2(dst + 3 * S * x, o, p);

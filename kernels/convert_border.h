@@ -3,9 +3,9 @@
 // pixel (the edge not repeated), or the periodic continuation. The engine is shared by the
 // four border-copy families, out of place and in place, 32- and 64-bit forms.
 //
-// Source rows are copied by the copy engine; each row's left and right borders are filled
-// while the row is still in cache, then the rows above and below are copies of whole extended
-// rows (or constant blocks). AC4 pixels move and take only their three colour samples: every
+// Source rows are copied by the copy engine; then each row's left and right borders are
+// filled, and the rows above and below are copies of whole extended rows (or constant
+// blocks). AC4 pixels move and take only their three colour samples: every
 // alpha sample of the destination, border and copied pixels alike, is left as it was.
 #pragma once
 
@@ -71,11 +71,20 @@ inline int ownBorderPattern(uint8_t* pat, const uint8_t* px) {
     return 64 / P * P;
 }
 
-// Writes n bytes (a whole number of pixels) of the pattern at d.
+// Writes n >= 1 bytes (a whole number of pixels) of the pattern at d.
 inline void ownBorderFill(uint8_t* d, const uint8_t* pat, int period, int64_t n) {
     int64_t i = 0;
     for (; n - i > 64; i += period) memcpy(d + i, pat, 64);
-    ownsCopyShort_8u(pat, d + i, n - i);
+    int64_t rest = n - i;  // 1 to 64 bytes
+    if (rest >= 32) {
+        _mm256_storeu_si256((__m256i*)(d + i), _mm256_loadu_si256((const __m256i*)pat));
+        _mm256_storeu_si256((__m256i*)(d + n - 32), _mm256_loadu_si256((const __m256i*)(pat + rest - 32)));
+    } else if (rest >= 16) {
+        _mm_storeu_si128((__m128i*)(d + i), _mm_loadu_si128((const __m128i*)pat));
+        _mm_storeu_si128((__m128i*)(d + n - 16), _mm_loadu_si128((const __m128i*)(pat + rest - 16)));
+    } else {
+        for (int64_t k = 0; k < rest; ++k) d[i + k] = pat[k];
+    }
 }
 
 template <int S, int C, bool Alpha, Border K>
@@ -161,13 +170,15 @@ struct BorderEngine {
             int64_t period = K == Border::Mirror ? 2 * g.srcW - 2 : g.srcW;
             if (period > 0) start[0] = ((-g.left) % period + period) % period, start[1] = g.srcW % period;
         }
-        // Blocks that would only evict the cache are copied with streaming stores first.
-        const bool stream = s && !Alpha && ownsUseStreaming(rowBytes * g.dstH);
+        // The source rows go in first as one 2-D copy, whose engine picks the store path for
+        // the geometry (streaming, alignment, 4 KiB aliasing between the rows); the borders
+        // follow. AC4 rows keep their alpha and are copied row by row.
+        const bool whole = s && !Alpha;
         uint8_t* in0 = d + g.top * ds + g.left * P;
-        if (stream) ownsCopy2D_8u(s, ss, in0, ds, g.srcW * P, g.srcH);
+        if (whole) ownsCopy2D_8u(s, ss, in0, ds, g.srcW * P, g.srcH);
         for (int64_t y = 0; y < g.srcH; ++y) {
             uint8_t* r = d + (g.top + y) * ds;
-            if (s && !stream) copyPixels(s + y * ss, r + g.left * P, g.srcW);
+            if (s && !whole) copyPixels(s + y * ss, r + g.left * P, g.srcW);
             extendRow(r, g, right, value, pat, start);
         }
         if constexpr (K == Border::Const) {
@@ -202,6 +213,8 @@ struct BorderForms {
     using E = BorderEngine<S, C, Alpha, K>;
     static constexpr bool kHandOverFirst = K != Border::Wrap;
 
+    // In place there is nothing for 32-bit arithmetic to save: the 32-bit form widens its
+    // arguments and runs as the 64-bit one (the same checks, the same engine).
     static ZelStatus ir(void* p, int step, ZeliSize src, ZeliSize dst, int top, int left) {
         return irL(p, step, {src.width, src.height}, {dst.width, dst.height}, top, left);
     }
@@ -221,8 +234,8 @@ struct BorderForms {
         E::run((const uint8_t*)s, ss, (uint8_t*)d, ds, g, nullptr);
         return zelStsNoErr;
     }
-    // The 64-bit forms run as the 32-bit form whenever the steps and the destination's pixel
-    // count fit; only larger images take the same engine with 64-bit arithmetic here.
+    // The out-of-place 64-bit form runs as the 32-bit form whenever the steps and the
+    // destination's pixel count fit; only larger images take the engine directly here.
     static ZelStatus rL(const void* s, int64_t ss, ZeliSizeL src, void* d, int64_t ds, ZeliSizeL dst, int64_t top,
                         int64_t left) {
         if (kHandOverFirst && s == d) return irL(d, ss, src, dst, top, left);

@@ -45,26 +45,6 @@ inline void ownTranspose16x32_8u(const uint8_t* s, int64_t ss, uint8_t* d, int64
     }
 }
 
-// Transposes an 8 x 8 block of 32-bit samples.
-inline void ownTranspose8x8_32(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds) {
-    __m256 r[8], t[8];
-    for (int i = 0; i < 8; ++i) r[i] = _mm256_loadu_ps((const float*)(s + i * ss));
-    for (int i = 0; i < 4; ++i) {
-        t[2 * i] = _mm256_unpacklo_ps(r[2 * i], r[2 * i + 1]);
-        t[2 * i + 1] = _mm256_unpackhi_ps(r[2 * i], r[2 * i + 1]);
-    }
-    for (int h = 0; h < 2; ++h) {
-        r[4 * h + 0] = _mm256_shuffle_ps(t[4 * h], t[4 * h + 2], 0x44);
-        r[4 * h + 1] = _mm256_shuffle_ps(t[4 * h], t[4 * h + 2], 0xEE);
-        r[4 * h + 2] = _mm256_shuffle_ps(t[4 * h + 1], t[4 * h + 3], 0x44);
-        r[4 * h + 3] = _mm256_shuffle_ps(t[4 * h + 1], t[4 * h + 3], 0xEE);
-    }
-    for (int q = 0; q < 4; ++q) {
-        _mm256_storeu_ps((float*)(d + q * ds), _mm256_permute2f128_ps(r[q], r[4 + q], 0x20));
-        _mm256_storeu_ps((float*)(d + (q + 4) * ds), _mm256_permute2f128_ps(r[q], r[4 + q], 0x31));
-    }
-}
-
 // Transposes a 16 x 16 block of 32-bit samples; with Stream the destination rows (whole,
 // 64-byte aligned cache lines) are written with non-temporal stores.
 template <bool Stream>

@@ -57,7 +57,7 @@ TEST(AlphaPremul8u, EveryColourAlphaPair) {
     for (size_t i = 0; i < src.size(); i += 4) {
         int a = src[i + 3];
         for (int c = 0; c < 3; ++c) {
-            int t = src[i + c] * a;  // t / 255 rounded to nearest, written as the spec's integer rule
+            int t = src[i + c] * a;  // the div255 rule, and t / 255 rounded to nearest
             ASSERT_EQ(dst[i + c], ((t + 128) + ((t + 128) >> 8)) >> 8) << "c " << (int)src[i + c] << " a " << a;
             ASSERT_EQ(dst[i + c], (int)R8::div(t));
         }

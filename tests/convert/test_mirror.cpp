@@ -201,4 +201,30 @@ TEST(TransposeEdges, SamePointerIsInPlaceAndNeedsASquare) {
     EXPECT_EQ(memcmp(b, t, 9), 0);
 }
 
+// A flip about the horizontal axis of an image larger than half the cache streams its rows.
+TEST(MirrorEdges, LargeRowFlip) {
+    ZT_SKIP_IF_PLACEHOLDER("zeliMirror_8u_C1R");
+    const int w = 6000, h = 3000;
+    zt::Region src(w, h, w + 64), dst(w, h, w + 64);
+    zt::Rng rng = zt::Rng::forTest();
+    src.randomize(rng), dst.randomize(rng);
+    ASSERT_EQ(zeliMirror_8u_C1R(src.origin(), w + 64, dst.origin(), w + 64, {w, h}, zelAxsHorizontal), zelStsNoErr);
+    for (int y = 0; y < h; ++y) ASSERT_EQ(memcmp(dst.row(y), src.row(h - 1 - y), w), 0) << "row " << y;
+}
+
+// A 32-bit destination of several MiB on aligned lines takes the streaming stores.
+TEST(TransposeEdges, LargeAlignedDestination) {
+    ZT_SKIP_IF_PLACEHOLDER("zeliTranspose_32f_C1R");
+    const int w = 1100, h = 1000;
+    zt::Region src(w * 4, h, w * 4 + 36, zt::Tight::End, 0, 64), dst(h * 4, w, h * 4 + 32, zt::Tight::End, 0, 64);
+    zt::Rng rng = zt::Rng::forTest();
+    src.randomize(rng), dst.randomize(rng);
+    ASSERT_EQ(zeliTranspose_32f_C1R((const Zel32f*)src.origin(), (int)src.step(), (Zel32f*)dst.origin(),
+                                    (int)dst.step(), {w, h}),
+              zelStsNoErr);
+    for (int x = 0; x < w; ++x)
+        for (int y = 0; y < h; ++y)
+            ASSERT_EQ(memcmp(dst.row(x) + 4 * y, src.row(y) + 4 * x, 4), 0) << x << "," << y;
+}
+
 }  // namespace
