@@ -92,12 +92,14 @@ inline void ownsCopyRow_8u(const uint8_t* s, uint8_t* d, int64_t n) {
 // cache (never when that size cannot be read).
 bool ownsUseStreaming(int64_t total);
 
-// The store path of a 2-D copy, chosen from the geometry alone.
+// The store path of a 2-D copy, chosen from the geometry alone. The three cached paths copy
+// rows of 2 KiB and more with the processor's string move (from the first 64-byte boundary of
+// the destination on); they differ in how they copy shorter rows.
 enum class CopyPath {
     Narrow,           // rows below 512 bytes, each with a few overlapping moves
     Unaligned,        // cached stores, unaligned head and tail
     Aligned,          // cached stores; destination, dstStep and rowBytes multiples of 32
-    AlignedAhead,     // as Aligned, loads one block ahead (4 KiB aliasing)
+    AlignedAhead,     // as Aligned, loads one block ahead of the stores (4 KiB aliasing)
     StreamAligned,    // non-temporal stores; destination and dstStep multiples of 64
     StreamUnaligned,  // non-temporal stores between cached heads and tails
 };
@@ -132,7 +134,9 @@ ZelStatus ownsCopyRowsChunked_8u(const Zel8u* pSrc, int64_t srcStep, Zel8u* pDst
 
 // Fills height rows of rowBytes bytes with copies of one pixel of pixelBytes bytes (1, 2, 3,
 // 4, 6, 8, 12 or 16); rowBytes is a multiple of pixelBytes. A single run when dstStep equals
-// rowBytes; streaming stores under the same rule as the copy.
+// rowBytes; streaming stores under the same rule as the copy. Blocks above 1 MiB that are not
+// streamed use string stores (pixels of 1, 2, 4, 8 bytes, rows of 4 KiB and more), or fill
+// the first 12 KiB of each long row and repeat them with one overlapping string move.
 void ownsFill2D_8u(const uint8_t* pixel, int pixelBytes, uint8_t* dst, int64_t dstStep,
                    int64_t rowBytes, int64_t height);
 
