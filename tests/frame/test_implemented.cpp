@@ -14,6 +14,7 @@ const char* const kImplemented[] = {
     "Min, Max, MinMax, MinIndx, MaxIndx", "MinEvery, MaxEvery", "BlockMinMax",
     "And, Or, Xor", "AndC, OrC, XorC", "Not", "LShiftC, RShiftC", "Complement", "Compare, CompareC",
     "CompareEqualEps, CompareEqualEpsC", "Abs", "Sqr", "Sqrt", "Exp, Ln", "MulScale, MulCScale",
+    "AlphaComp", "AlphaCompC", "AlphaPremul, AlphaPremulC", "CompColorKey, AlphaCompColorKey",
 };
 
 TEST(Implemented, FinishedFamiliesHaveNoPlaceholder) {
