@@ -53,7 +53,7 @@ void runc(const void* a, int aStep, const uint8_t* pattern, void* d, int dStep, 
                                      rowBytes, height);
 }
 
-template <class Op, typename T, int C, bool Alpha>
+template <class Op, typename T, int C, bool Alpha = false>
 ZelStatus logicc_checked(const T* pSrc, int srcStep, const T* value, T* pDst, int dstStep, ZeliSize roi) {
     if (ownsAnyNull(pSrc, value, pDst)) return zelStsNullPtrErr;
     if (srcStep < 1 || dstStep < 1) return zelStsStepErr;
@@ -63,23 +63,6 @@ ZelStatus logicc_checked(const T* pSrc, int srcStep, const T* value, T* pDst, in
     runc<Op, sizeof(T), ownsPatternPeriod(C), Alpha>(pSrc, srcStep, pat, pDst, dstStep,
                                                      (int64_t)roi.width * C * sizeof(T), roi.height);
     return zelStsNoErr;
-}
-
-template <class Op, typename T, int C, bool Alpha = false>
-ZelStatus logicc(const T* pSrc, int srcStep, const T* value, T* pDst, int dstStep, ZeliSize roi) {
-    return logicc_checked<Op, T, C, Alpha>(pSrc, srcStep, value, pDst, dstStep, roi);
-}
-template <class Op, typename T, int C, bool Alpha = false>
-ZelStatus logicc_i(const T* value, T* pSrcDst, int srcDstStep, ZeliSize roi) {
-    return logicc_checked<Op, T, C, Alpha>(pSrcDst, srcDstStep, value, pSrcDst, srcDstStep, roi);
-}
-template <class Op, typename T>
-ZelStatus logicc1(const T* pSrc, int srcStep, T value, T* pDst, int dstStep, ZeliSize roi) {
-    return logicc_checked<Op, T, 1, false>(pSrc, srcStep, &value, pDst, dstStep, roi);
-}
-template <class Op, typename T>
-ZelStatus logicc1_i(T value, T* pSrcDst, int srcDstStep, ZeliSize roi) {
-    return logicc_checked<Op, T, 1, false>(pSrcDst, srcDstStep, &value, pSrcDst, srcDstStep, roi);
 }
 
 // Not is Xor with all ones.
@@ -104,14 +87,14 @@ ZelStatus not_8u_i(Zel8u* pSrcDst, int srcDstStep, ZeliSize roi) {
     ZEL_IMPL(zeli##name##_##t##_C3IR, logic2_i<Op, T, 3>)                    \
     ZEL_IMPL(zeli##name##_##t##_C4IR, logic2_i<Op, T, 4>)                    \
     ZEL_IMPL(zeli##name##_##t##_AC4IR, logic2_i<Op, T, 4, true>)             \
-    ZEL_IMPL(zeli##name##C_##t##_C1R, logicc1<Op, T>)                        \
-    ZEL_IMPL(zeli##name##C_##t##_C3R, logicc<Op, T, 3>)                      \
-    ZEL_IMPL(zeli##name##C_##t##_C4R, logicc<Op, T, 4>)                      \
-    ZEL_IMPL(zeli##name##C_##t##_AC4R, logicc<Op, T, 4, true>)               \
-    ZEL_IMPL(zeli##name##C_##t##_C1IR, logicc1_i<Op, T>)                     \
-    ZEL_IMPL(zeli##name##C_##t##_C3IR, logicc_i<Op, T, 3>)                   \
-    ZEL_IMPL(zeli##name##C_##t##_C4IR, logicc_i<Op, T, 4>)                   \
-    ZEL_IMPL(zeli##name##C_##t##_AC4IR, logicc_i<Op, T, 4, true>)
+    ZEL_IMPL(zeli##name##C_##t##_C1R, const_scalar<logicc_checked<Op, T, 1>, T, T>)          \
+    ZEL_IMPL(zeli##name##C_##t##_C3R, logicc_checked<Op, T, 3>)                            \
+    ZEL_IMPL(zeli##name##C_##t##_C4R, logicc_checked<Op, T, 4>)                            \
+    ZEL_IMPL(zeli##name##C_##t##_AC4R, logicc_checked<Op, T, 4, true>)                     \
+    ZEL_IMPL(zeli##name##C_##t##_C1IR, const_scalar_inplace<logicc_checked<Op, T, 1>, T, T>) \
+    ZEL_IMPL(zeli##name##C_##t##_C3IR, const_inplace<logicc_checked<Op, T, 3>, T, T>)      \
+    ZEL_IMPL(zeli##name##C_##t##_C4IR, const_inplace<logicc_checked<Op, T, 4>, T, T>)      \
+    ZEL_IMPL(zeli##name##C_##t##_AC4IR, const_inplace<logicc_checked<Op, T, 4, true>, T, T>)
 
 #define ZEL_LOGIC(name, Op)                  \
     ZEL_LOGIC_TYPE(name, Op, 8u, Zel8u)      \

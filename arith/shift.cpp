@@ -72,7 +72,7 @@ void run(const T* pSrc, int srcStep, const Zel32u* counts, T* pDst, int dstStep,
                                                  roi.height);
 }
 
-template <typename T, int K, int C, bool Alpha>
+template <typename T, int K, int C, bool Alpha = false>
 ZelStatus shift_checked(const T* pSrc, int srcStep, const Zel32u* counts, T* pDst, int dstStep, ZeliSize roi) {
     if (ownsAnyNull(pSrc, counts, pDst)) return zelStsNullPtrErr;
     if (srcStep < 1 || dstStep < 1) return zelStsStepErr;
@@ -94,34 +94,17 @@ ZelStatus shift_checked(const T* pSrc, int srcStep, const Zel32u* counts, T* pDs
     return zelStsNoErr;
 }
 
-template <typename T, int K, int C, bool Alpha = false>
-ZelStatus shift(const T* pSrc, int srcStep, const Zel32u* value, T* pDst, int dstStep, ZeliSize roi) {
-    return shift_checked<T, K, C, Alpha>(pSrc, srcStep, value, pDst, dstStep, roi);
-}
-template <typename T, int K, int C, bool Alpha = false>
-ZelStatus shift_i(const Zel32u* value, T* pSrcDst, int srcDstStep, ZeliSize roi) {
-    return shift_checked<T, K, C, Alpha>(pSrcDst, srcDstStep, value, pSrcDst, srcDstStep, roi);
-}
-template <typename T, int K>
-ZelStatus shift1(const T* pSrc, int srcStep, Zel32u value, T* pDst, int dstStep, ZeliSize roi) {
-    return shift_checked<T, K, 1, false>(pSrc, srcStep, &value, pDst, dstStep, roi);
-}
-template <typename T, int K>
-ZelStatus shift1_i(Zel32u value, T* pSrcDst, int srcDstStep, ZeliSize roi) {
-    return shift_checked<T, K, 1, false>(pSrcDst, srcDstStep, &value, pSrcDst, srcDstStep, roi);
-}
-
 }  // namespace
 
 #define ZEL_SHIFT(name, t, T, K)                                        \
-    ZEL_IMPL(zeli##name##_##t##_C1R, shift1<T, K>)                      \
-    ZEL_IMPL(zeli##name##_##t##_C1IR, shift1_i<T, K>)                   \
-    ZEL_IMPL(zeli##name##_##t##_C3R, shift<T, K, 3>)                    \
-    ZEL_IMPL(zeli##name##_##t##_C3IR, shift_i<T, K, 3>)                 \
-    ZEL_IMPL(zeli##name##_##t##_C4R, shift<T, K, 4>)                    \
-    ZEL_IMPL(zeli##name##_##t##_C4IR, shift_i<T, K, 4>)                 \
-    ZEL_IMPL(zeli##name##_##t##_AC4R, shift<T, K, 4, true>)             \
-    ZEL_IMPL(zeli##name##_##t##_AC4IR, shift_i<T, K, 4, true>)
+    ZEL_IMPL(zeli##name##_##t##_C1R, const_scalar<shift_checked<T, K, 1>, T, Zel32u>)          \
+    ZEL_IMPL(zeli##name##_##t##_C1IR, const_scalar_inplace<shift_checked<T, K, 1>, T, Zel32u>) \
+    ZEL_IMPL(zeli##name##_##t##_C3R, shift_checked<T, K, 3>)                                 \
+    ZEL_IMPL(zeli##name##_##t##_C3IR, const_inplace<shift_checked<T, K, 3>, T, Zel32u>)      \
+    ZEL_IMPL(zeli##name##_##t##_C4R, shift_checked<T, K, 4>)                                 \
+    ZEL_IMPL(zeli##name##_##t##_C4IR, const_inplace<shift_checked<T, K, 4>, T, Zel32u>)      \
+    ZEL_IMPL(zeli##name##_##t##_AC4R, shift_checked<T, K, 4, true>)                          \
+    ZEL_IMPL(zeli##name##_##t##_AC4IR, const_inplace<shift_checked<T, K, 4, true>, T, Zel32u>)
 
 ZEL_SHIFT(LShiftC, 8u, Zel8u, kLeft)
 ZEL_SHIFT(LShiftC, 16u, Zel16u, kLeft)

@@ -42,4 +42,20 @@ inline T* row_bytes(T* p, S step, int64_t r) {
 
 constexpr int64_t kInt32Max = 2147483647;
 
+// Entry shapes of the image-and-constant operations. F is a family's checked out-of-place
+// form F(pSrc, srcStep, const V* value, pDst, dstStep, roiSize); these give its in-place form
+// (constant first) and the one-channel forms that take the constant by value.
+template <auto F, typename T, typename V>
+ZelStatus const_inplace(const V* value, T* pSrcDst, int srcDstStep, ZeliSize roi) {
+    return F(pSrcDst, srcDstStep, value, pSrcDst, srcDstStep, roi);
+}
+template <auto F, typename T, typename V>
+ZelStatus const_scalar(const T* pSrc, int srcStep, V value, T* pDst, int dstStep, ZeliSize roi) {
+    return F(pSrc, srcStep, &value, pDst, dstStep, roi);
+}
+template <auto F, typename T, typename V>
+ZelStatus const_scalar_inplace(V value, T* pSrcDst, int srcDstStep, ZeliSize roi) {
+    return F(pSrcDst, srcDstStep, &value, pSrcDst, srcDstStep, roi);
+}
+
 }  // namespace zel
