@@ -74,13 +74,6 @@ const std::vector<Member>& members() {
     return all;
 }
 
-const Member& member(const std::string& name) {
-    for (auto& m : members())
-        if (m.name == name) return m;
-    ADD_FAILURE() << "no member " << name;
-    return members()[0];
-}
-
 std::vector<const Member*> pointers() {
     std::vector<const Member*> v;
     for (auto& m : members()) v.push_back(&m);
