@@ -5,8 +5,9 @@
 #pragma once
 
 // GCC 12 warns about the deliberately undefined source register of the AVX-512 widening
-// intrinsics once they are inlined; the warning has to be off before the intrinsic headers.
+// intrinsics once they are inlined; the warnings have to be off before the intrinsic headers.
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wuninitialized"
 
 #include "frame/zel_internal.h"
 #include "kernels/arith_kernels.h"
@@ -41,9 +42,9 @@ ZelStatus ownsArithImage(int layout, const T* s1, int64_t st1, const T* s2, int6
     const bool ac4 = layout == kAC4;
     const int64_t samples = w * ch;
     const int64_t moved = samples * h * (int64_t)sizeof(T) * (Const ? 2 : 3);
-    const bool nt = ownsUseStreaming(moved);
+    const bool nt = ownsUseStreamingComputed(moved);
     ArithCtx c;
-    ArithRowFn<T> fn = ownsArithPick<T, Op>(kInt ? sf : 0, rnd, nt, c);
+    ArithRowFn<T> fn = ownsArithPick<T, Op, Const>(kInt ? sf : 0, rnd, nt, c);
     if (!fn) {
         if (!ac4) {
             const T zero[1] = {T(0)};
@@ -55,13 +56,11 @@ ZelStatus ownsArithImage(int layout, const T* s1, int64_t st1, const T* s2, int6
     }
     int zero;
     if constexpr (Const) {
-        // The constant repeated over one piece; a division reads 1 as the unprocessed alpha.
+        // The constant repeated over the pattern; a division reads 1 as the unprocessed alpha.
         constexpr int64_t kLen = kArithPatternBytes / (int64_t)sizeof(T);
         T pat[kLen];
-        for (int i = 0; i < arith_constants(layout); ++i) pat[i] = s1[i];
-        if (ac4) pat[3] = Op == ArithOp::Div ? T(1) : T(0);
-        const int64_t need = std::min(kLen, samples * h);  // no longer than the image
-        for (int64_t have = ch; have < need; have *= 2) memcpy(pat + have, pat, (size_t)std::min(have, kLen - have) * sizeof(T));
+        for (int i = 0; i < ch; ++i) pat[i] = i < arith_constants(layout) ? s1[i] : Op == ArithOp::Div ? T(1) : T(0);
+        for (int64_t have = ch; have < kLen; have *= 2) memcpy(pat + have, pat, (size_t)std::min(have, kLen - have) * sizeof(T));
         zero = ownsArithRows<T>(fn, c, pat, 0, true, s2, st2, d, sd, samples, h, ac4);
     } else {
         zero = ownsArithRows<T>(fn, c, s1, st1, false, s2, st2, d, sd, samples, h, ac4);

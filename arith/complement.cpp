@@ -9,24 +9,21 @@ namespace {
 
 using namespace zel;
 
-// |x| with wrap-around for 8-, 16- or 32-bit lanes; 8 and 16 bits use the AVX2 halves.
-template <int S>
-inline __m512i abs_wrap(__m512i x) {
-    if constexpr (S == 4) {
-        return _mm512_abs_epi32(x);
-    } else if constexpr (S == 2) {
-        return ownsJoin256(_mm256_abs_epi16(ownsLo256(x)), _mm256_abs_epi16(ownsHi256(x)));
-    } else {
-        return ownsJoin256(_mm256_abs_epi8(ownsLo256(x)), _mm256_abs_epi8(ownsHi256(x)));
-    }
-}
-
-template <int S>
-struct ComplementOp {
+// |x| | (x & sign): |x| wraps for the most negative value. 32-bit lanes in one 512-bit
+// register; 8- and 16-bit lanes with AVX2, in 256-bit halves.
+struct Complement32Op {
     __m512i operator()(__m512i x, __m512i, int) const {
-        const __m512i sign = _mm512_set1_epi32(S == 4 ? (int)0x80000000u : S == 2 ? (int)0x80008000u : (int)0x80808080u);
-        return _mm512_ternarylogic_epi32(abs_wrap<S>(x), x, sign, 0xF8);  // |x| | (x & sign)
+        return _mm512_ternarylogic_epi32(_mm512_abs_epi32(x), x, _mm512_set1_epi32((int)0x80000000u), 0xF8);
     }
+};
+template <int S>
+struct ComplementHalvesOp {
+    using Vec = Halves;
+    static __m256i one(__m256i x) {
+        const __m256i sign = _mm256_set1_epi16(S == 2 ? (short)0x8000 : (short)0x8080);
+        return _mm256_or_si256(S == 2 ? _mm256_abs_epi16(x) : _mm256_abs_epi8(x), _mm256_and_si256(x, sign));
+    }
+    Halves operator()(const Halves& x, const Halves&, int) const { return {one(x.lo), one(x.hi)}; }
 };
 
 template <typename T, int C, bool Alpha = false>
@@ -36,8 +33,9 @@ ZelStatus complement(const T* pSrc, int srcStep, T* pDst, int dstStep, ZeliSize 
     if (roi.width < 1 || roi.height < 1) return zelStsSizeErr;
     // The operation does not depend on the channel, so C1, C3 and C4 share one row kernel.
     constexpr int Cr = Alpha ? 4 : 1;
-    ownsStreamLayout<sizeof(T), Cr, Alpha, false>(ComplementOp<sizeof(T)>{}, pSrc, srcStep, nullptr, 0, nullptr, pDst,
-                                                  dstStep, Alpha ? roi.width : (int64_t)roi.width * C, roi.height);
+    using Op = std::conditional_t<sizeof(T) == 4, Complement32Op, ComplementHalvesOp<sizeof(T)>>;
+    ownsStreamLayout<sizeof(T), Cr, Alpha, false>(Op{}, pSrc, srcStep, nullptr, 0, nullptr, pDst, dstStep,
+                                                  Alpha ? roi.width : (int64_t)roi.width * C, roi.height);
     return zelStsNoErr;
 }
 

@@ -9,11 +9,11 @@ namespace {
 using namespace zel;
 
 struct Abs16sOp {
-    __m512i operator()(__m512i x, __m512i, int) const {
-        const __m256i top = _mm256_set1_epi16(0x7FFF);  // |-32768| wraps to 0x8000: clamp as unsigned
-        return ownsJoin256(_mm256_min_epu16(_mm256_abs_epi16(ownsLo256(x)), top),
-                           _mm256_min_epu16(_mm256_abs_epi16(ownsHi256(x)), top));
+    using Vec = Halves;  // AVX2 16-bit lanes
+    static __m256i one(__m256i x) {
+        return _mm256_min_epu16(_mm256_abs_epi16(x), _mm256_set1_epi16(0x7FFF));  // |-32768| wraps to 0x8000
     }
+    Halves operator()(const Halves& x, const Halves&, int) const { return {one(x.lo), one(x.hi)}; }
 };
 
 struct Abs32fOp {

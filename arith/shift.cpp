@@ -8,7 +8,8 @@
 // each shift only the bits that belong to the group's samples and did not come from a
 // neighbour. With all channel counts equal (always for C1) a lane is one group; otherwise
 // every sample position of the lane is its own group. 16s shifts its low samples moved to
-// the top of the lane, so that the arithmetic lane shift brings in their own sign.
+// the top of the lane, so that the arithmetic lane shift brings in their own sign. 16-bit
+// samples with one count for all channels (always C1) use the AVX2 16-bit shifts instead.
 #include "frame/zel_internal.h"
 #include "kernels/logic_stream.h"
 
@@ -64,6 +65,18 @@ void build(ShiftOp<G, K, Lo16>& op, const Zel32u* counts, int channels, int used
         }
 }
 
+// 16-bit samples with one count for every channel: the AVX2 16-bit shifts, which by themselves
+// give 0 (or the sign fill) for any count above 15.
+template <int K>
+struct Shift16Op {
+    using Vec = Halves;
+    __m128i cnt;
+    __m256i one(__m256i x) const {
+        return K == kLeft ? _mm256_sll_epi16(x, cnt) : K == kRightLogical ? _mm256_srl_epi16(x, cnt) : _mm256_sra_epi16(x, cnt);
+    }
+    Halves operator()(const Halves& x, const Halves&, int) const { return {one(x.lo), one(x.hi)}; }
+};
+
 template <typename T, int K, int C, bool Alpha, int G, bool Lo16>
 void run(const T* pSrc, int srcStep, const Zel32u* counts, T* pDst, int dstStep, ZeliSize roi) {
     ShiftOp<G, K, Lo16> op;
@@ -81,6 +94,13 @@ ZelStatus shift_checked(const T* pSrc, int srcStep, const Zel32u* counts, T* pDs
     const int used = Alpha ? 3 : C;
     bool uniform = true;
     for (int c = 1; c < used; ++c) uniform &= counts[c] == counts[0];
+    if constexpr (S == 2) {
+        if (uniform) {
+            const Shift16Op<K> op{_mm_cvtsi64_si128((long long)counts[0])};
+            ownsStreamLayout<S, C, Alpha, false>(op, pSrc, srcStep, nullptr, 0, nullptr, pDst, dstStep, roi.width, roi.height);
+            return zelStsNoErr;
+        }
+    }
     if constexpr (S == 2 && K == kRightArith) {
         run<T, K, C, Alpha, 2, true>(pSrc, srcStep, counts, pDst, dstStep, roi);
     } else if constexpr (S == 4 || C == 1) {

@@ -31,6 +31,7 @@ zb::Case compare(const char* name, int ch, ZelStatus (*fn)(const T*, int, const 
 
 const Zel8u k8u3[3] = {0x3c, 0xa5, 0x0f};
 const Zel32u counts3[3] = {3, 3, 3};
+const Zel32s k32s3[3] = {0x1234567, -77, 0x5a5a5a5a};
 
 }  // namespace
 
@@ -51,6 +52,7 @@ ZEL_BENCH_FAMILY(logic) {
     c.peer = ZB_PEER(cv::bitwise_and(im.src[0].mat(), cv::Scalar(0x3c, 0xa5, 0x0f), im.dst[0].mat()));
     zb::add(c);
     zb::add(constant("zeliOrC_32s_C1R", 1, zeliOrC_32s_C1R, (Zel32s)0x1234567));
+    zb::add(constant("zeliXorC_32s_C3R", 3, zeliXorC_32s_C3R, (const Zel32s*)k32s3));
     c = one("zeliNot_8u_C1R", 1, zeliNot_8u_C1R);
     c.peer = ZB_PEER(cv::bitwise_not(im.src[0].mat(), im.dst[0].mat()));
     zb::add(c);
@@ -58,8 +60,11 @@ ZEL_BENCH_FAMILY(logic) {
     zb::add(constant("zeliLShiftC_8u_C1R", 1, zeliLShiftC_8u_C1R, (Zel32u)3));
     zb::add(constant("zeliRShiftC_8u_C3R", 3, zeliRShiftC_8u_C3R, (const Zel32u*)counts3));
     zb::add(constant("zeliRShiftC_16s_C1R", 1, zeliRShiftC_16s_C1R, (Zel32u)3));
+    zb::add(constant("zeliRShiftC_16s_C3R", 3, zeliRShiftC_16s_C3R, (const Zel32u*)counts3));
+    zb::add(constant("zeliLShiftC_16u_C1R", 1, zeliLShiftC_16u_C1R, (Zel32u)3));
     zb::add(constant("zeliRShiftC_32s_C1R", 1, zeliRShiftC_32s_C1R, (Zel32u)3));
     zb::add(one("zeliComplement_16s_C1R", 1, zeliComplement_16s_C1R));
+    zb::add(one("zeliComplement_16s_C3R", 3, zeliComplement_16s_C3R));
     zb::add(one("zeliComplement_32s_C1R", 1, zeliComplement_32s_C1R));
 
     c = compare("zeliCompare_8u_C1R", 1, zeliCompare_8u_C1R);

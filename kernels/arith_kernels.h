@@ -60,9 +60,11 @@ struct ArithIntK {
     explicit ArithIntK(const ArithCtx& c)
         : cnt(_mm_cvtsi32_si128(c.n)), mask(_mm512_set1_epi32((int)c.mask)), half(_mm512_set1_epi32((int)c.half)),
           lo(_mm512_set1_epi32(c.lo)), hi(_mm512_set1_epi32(c.hi)) {}
+    using V = __m512i;
+    static V load(const T* a) { return arith_load16(a); }
     template <bool NT>
-    int block(const T* a, const T* b, T* d) const {
-        __m512i x = arith_load16(a), y = arith_load16(b), s;
+    int block(V x, const T* b, T* d) const {
+        __m512i y = arith_load16(b), s;
         if constexpr (Op == ArithOp::Add) s = _mm512_add_epi32(x, y);
         else if constexpr (Op == ArithOp::Sub) s = _mm512_sub_epi32(y, x);
         else s = _mm512_mullo_epi32(x, y);
@@ -92,12 +94,17 @@ struct ArithSatK {
         else if constexpr (std::is_same_v<T, uint16_t>) return Op == ArithOp::Add ? _mm256_adds_epu16(x, y) : _mm256_subs_epu16(y, x);
         else return Op == ArithOp::Add ? _mm256_adds_epi16(x, y) : _mm256_subs_epi16(y, x);
     }
+    struct V {
+        __m256i lo, hi;
+    };
+    static V load(const T* a) {
+        return {_mm256_loadu_si256((const __m256i*)a), _mm256_loadu_si256((const __m256i*)a + 1)};
+    }
     template <bool NT>
-    int block(const T* a, const T* b, T* d) const {
-        const __m256i* pa = (const __m256i*)a;
+    int block(const V& x, const T* b, T* d) const {
         const __m256i* pb = (const __m256i*)b;
-        __m256i r0 = op(_mm256_loadu_si256(pa), _mm256_loadu_si256(pb));
-        __m256i r1 = op(_mm256_loadu_si256(pa + 1), _mm256_loadu_si256(pb + 1));
+        __m256i r0 = op(x.lo, _mm256_loadu_si256(pb));
+        __m256i r1 = op(x.hi, _mm256_loadu_si256(pb + 1));
         if constexpr (NT) {
             _mm256_stream_si256((__m256i*)d, r0);
             _mm256_stream_si256((__m256i*)d + 1, r1);
@@ -116,9 +123,11 @@ struct ArithF32K {
     using T = float;
     static constexpr int B = 16;
     explicit ArithF32K(const ArithCtx&) {}
+    using V = __m512;
+    static V load(const float* a) { return _mm512_loadu_ps(a); }
     template <bool NT>
-    int block(const float* a, const float* b, float* d) const {
-        __m512 x = _mm512_loadu_ps(a), y = _mm512_loadu_ps(b), r;
+    int block(V x, const float* b, float* d) const {
+        __m512 y = _mm512_loadu_ps(b), r;
         int zero = 0;
         if constexpr (Op == ArithOp::Add) r = _mm512_add_ps(x, y);
         else if constexpr (Op == ArithOp::Sub) r = _mm512_sub_ps(y, x);
@@ -170,10 +179,12 @@ struct ArithDivK {
     __m512 fs;
     __m512d ds;
     explicit ArithDivK(const ArithCtx& c) : fs(_mm512_set1_ps(c.fscale)), ds(_mm512_set1_pd(c.dscale)) {}
+    using V = __m512i;
+    static V load(const T* a) { return arith_load16(a); }
     template <bool NT>
-    int block(const T* a, const T* b, T* d) const {
+    int block(V x, const T* b, T* d) const {
         constexpr int kRn = _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC;
-        __m512i x = arith_load16(a), y = arith_load16(b), r;
+        __m512i y = arith_load16(b), r;
         __mmask16 z = _mm512_cmpeq_epi32_mask(x, _mm512_setzero_si512());
         if constexpr (Path == 2) {
             r = _mm512_maskz_mov_epi32(_mm512_test_epi32_mask(y, y), _mm512_set1_epi32(255));
@@ -203,7 +214,7 @@ struct ArithDivK {
     }
 };
 
-#define ZEL_ARITH_RUN(...) (nt ? &ownsArithRun<__VA_ARGS__, true> : &ownsArithRun<__VA_ARGS__, false>)
+#define ZEL_ARITH_RUN(...) (nt ? &ownsArithRun<__VA_ARGS__, true, Pat> : &ownsArithRun<__VA_ARGS__, false, Pat>)
 
 // Above this scale factor the rule rounds every result of the operation to 0.
 template <typename T, ArithOp Op>
@@ -214,9 +225,9 @@ constexpr int arith_zero_threshold() {
 }
 
 // Chooses the row kernel of a call and fills c; nullptr when the rule gives 0 everywhere
-// (the destination is then filled). nt selects streaming stores; rnd is the ZelRoundMode of a
-// division (1 for every other operation).
-template <typename T, ArithOp Op>
+// (the destination is then filled). nt selects streaming stores, Pat a constant pattern as
+// operand 1; rnd is the ZelRoundMode of a division (1 for every other operation).
+template <typename T, ArithOp Op, bool Pat>
 ArithRowFn<T> ownsArithPick(int sf, int rnd, bool nt, ArithCtx& c) {
     if constexpr (std::is_same_v<T, float>) {
         return ZEL_ARITH_RUN(ArithF32K<Op>);

@@ -28,35 +28,53 @@ struct ArithCtx {
 template <typename T>
 using ArithRowFn = int (*)(const T* s1, const T* s2, T* d, int64_t n, const ArithCtx& c);
 
-// Runs the block kernel K over n samples. Whole blocks of K::B samples are read and written in
+// Runs the block kernel K over n samples. K::load reads the operand-1 value of one block of
+// K::B samples and K::block combines it with a block of s2 into d. With Pat, s1 is a constant
+// pattern (kArithPatternBytes, repeating with a period that divides three blocks) whose three
+// block values are loaded once and kept in registers. Whole blocks are read and written in
 // place; a partial block goes through stack copies padded with ones, so that padding never
 // counts as a zero divisor and nothing outside the row is touched. With NT the destination is
 // first brought to a 64-byte boundary, then whole blocks are written with streaming stores.
-template <class K, bool NT>
+template <class K, bool NT, bool Pat>
 int ownsArithRun(const typename K::T* s1, const typename K::T* s2, typename K::T* d, int64_t n,
                  const ArithCtx& c) {
     using T = typename K::T;
+    using V = typename K::V;
     constexpr int B = K::B;
     const K k(c);
     int zero = 0;
+    // Operand 1 of sample i on: the image, or the pattern at the same phase.
+    auto first = [&](int64_t i) { return Pat ? s1 + i % (3 * B) : s1 + i; };
     auto partial = [&](int64_t i, int64_t m) {
         T a[B], b[B], r[B];
         for (int j = 0; j < B; ++j) a[j] = b[j] = T(1);
-        memcpy(a, s1 + i, (size_t)m * sizeof(T));
+        memcpy(a, first(i), (size_t)m * sizeof(T));
         memcpy(b, s2 + i, (size_t)m * sizeof(T));
-        zero |= k.template block<false>(a, b, r);
+        zero |= k.template block<false>(K::load(a), b, r);
         memcpy(d + i, r, (size_t)m * sizeof(T));
+    };
+    auto blocks = [&](int64_t i, auto nt) {
+        constexpr bool kNT = decltype(nt)::value;
+        if constexpr (Pat) {
+            const V p0 = K::load(first(i)), p1 = K::load(first(i + B)), p2 = K::load(first(i + 2 * B));
+            for (; i + 3 * B <= n; i += 3 * B) {
+                zero |= k.template block<kNT>(p0, s2 + i, d + i);
+                zero |= k.template block<kNT>(p1, s2 + i + B, d + i + B);
+                zero |= k.template block<kNT>(p2, s2 + i + 2 * B, d + i + 2 * B);
+            }
+        }
+        for (; i + B <= n; i += B) zero |= k.template block<kNT>(K::load(first(i)), s2 + i, d + i);
+        return i;
     };
     int64_t i = 0;
     if constexpr (NT) {
         if ((uintptr_t)d % sizeof(T) == 0) {
             int64_t head = std::min<int64_t>(n, (int64_t)((64 - ((uintptr_t)d & 63)) & 63) / (int64_t)sizeof(T));
             for (; i < head; i += B) partial(i, std::min<int64_t>(B, head - i));
-            i = head;
-            for (; i + B <= n; i += B) zero |= k.template block<true>(s1 + i, s2 + i, d + i);
+            i = blocks(head, std::true_type{});
         }
     }
-    for (; i + B <= n; i += B) zero |= k.template block<false>(s1 + i, s2 + i, d + i);
+    i = blocks(i, std::false_type{});
     if (i < n) partial(i, n - i);
     return zero;
 }
@@ -68,14 +86,14 @@ int ownsArithZeroRow(const T*, const T*, T* d, int64_t n, const ArithCtx&) {
     return 0;
 }
 
-// Samples per piece of an AC4 row, and bytes of a constant pattern: multiples of 3, of 4 and of
-// 64 bytes, so that a pattern keeps its phase and streaming stores their alignment from piece to
-// piece. The pattern is long, so that a constant form calls its kernel rarely.
+// Samples per piece of an AC4 row: a multiple of 4 and of 64 bytes, so that streaming stores
+// keep their alignment from piece to piece. Bytes of a constant pattern: four blocks of the
+// widest kernel, so that three blocks can start at any sample of the first.
 constexpr int64_t kArithPiece = 1536;
-constexpr int64_t kArithPatternBytes = 12288;
+constexpr int64_t kArithPatternBytes = 256;
 
 // Walks h rows of w samples. Operand 1 is an image (s1, s1Step) or, with pattern,
-// kArithPatternBytes of a repeating constant that every piece of every row starts from. Steps are in bytes
+// kArithPatternBytes of a repeating constant that every row and piece starts from. Steps are in bytes
 // and reduced to whole samples; when every image is packed the rows run as one. With ac4 the
 // samples form four-channel pixels whose fourth sample keeps its value in d: the kernel writes a
 // stack row whose colour samples are copied out, and an image operand 1 reads 1 as alpha, so
@@ -94,29 +112,21 @@ int ownsArithRows(ArithRowFn<T> fn, const ArithCtx& c, const T* s1, int64_t s1St
         const T* a = s1 + e1 * y;
         const T* b = s2 + e2 * y;
         T* o = d + ed * y;
-        if (!ac4 && !pattern) {
-            zero |= fn(a, b, o, w, c);
-            continue;
-        }
         if (!ac4) {
-            constexpr int64_t piece = kArithPatternBytes / (int64_t)sizeof(T);
-            for (int64_t p = 0; p < w; p += piece) zero |= fn(a, b + p, o + p, std::min(piece, w - p), c);
+            zero |= fn(a, b, o, w, c);
             continue;
         }
         for (int64_t p = 0; p < w; p += kArithPiece) {
             const int64_t len = std::min(kArithPiece, w - p);
             T one[kArithPiece], res[kArithPiece];
             const T* x = a;
-            if (!pattern) {
-                for (int64_t i = 0; i < len; ++i) one[i] = (i & 3) == 3 ? T(1) : a[p + i];
+            if (!pattern) {  // images of 16-bit samples may sit at odd addresses: no typed access
+                memcpy(one, a + p, (size_t)len * sizeof(T));
+                for (int64_t i = 3; i < len; i += 4) one[i] = T(1);
                 x = one;
             }
             zero |= fn(x, b + p, res, len, c);
-            for (int64_t i = 0; i < len; i += 4) {
-                o[p + i] = res[i];
-                o[p + i + 1] = res[i + 1];
-                o[p + i + 2] = res[i + 2];
-            }
+            for (int64_t i = 0; i < len; i += 4) memcpy(o + p + i, res + i, 3 * sizeof(T));
         }
     }
     return zero;

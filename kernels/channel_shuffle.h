@@ -48,18 +48,23 @@ inline void ownPackGroups3(const __m256i r[3], __m256i out[3]) {
     out[1] = _mm256_permute2x128_si256(r[2], r[0], 0x30);
     out[2] = _mm256_permute2x128_si256(r[1], r[2], 0x31);
 }
-// Stores two 32-byte halves as one 64-byte store (whole cache lines on aligned rows).
+// Stores two 32-byte halves as one 64-byte store (whole cache lines on aligned rows); with NT
+// a non-temporal store, which needs p on a 64-byte boundary.
+template <bool NT = false>
 inline void ownStore64(void* p, __m256i lo, __m256i hi) {
-    _mm512_storeu_si512(p, _mm512_inserti64x4(_mm512_castsi256_si512(lo), hi, 1));
+    __m512i v = _mm512_inserti64x4(_mm512_castsi256_si512(lo), hi, 1);
+    if constexpr (NT) _mm512_stream_si512((__m512i*)p, v);
+    else _mm512_storeu_si512(p, v);
 }
 // Stores two blocks of three lane groups as 192 contiguous bytes.
+template <bool NT = false>
 inline void ownStoreGroups3x2(uint8_t* p, const __m256i a[3], const __m256i b[3]) {
     __m256i x[3], y[3];
     ownPackGroups3(a, x);
     ownPackGroups3(b, y);
-    ownStore64(p, x[0], x[1]);
-    ownStore64(p + 64, x[2], y[0]);
-    ownStore64(p + 128, y[1], y[2]);
+    ownStore64<NT>(p, x[0], x[1]);
+    ownStore64<NT>(p + 64, x[2], y[0]);
+    ownStore64<NT>(p + 128, y[1], y[2]);
 }
 // Loads 128 bytes as four lane groups.
 inline void ownLoadGroups4(const uint8_t* p, __m256i r[4]) {
@@ -67,9 +72,10 @@ inline void ownLoadGroups4(const uint8_t* p, __m256i r[4]) {
     for (int k = 0; k < 4; ++k) r[k] = ownLoadLanes(p + 16 * k, p + 64 + 16 * k);
 }
 // Stores four lane groups as 128 contiguous bytes.
+template <bool NT = false>
 inline void ownStoreGroups4(uint8_t* p, const __m256i r[4]) {
-    ownStore64(p, _mm256_permute2x128_si256(r[0], r[1], 0x20), _mm256_permute2x128_si256(r[2], r[3], 0x20));
-    ownStore64(p + 64, _mm256_permute2x128_si256(r[0], r[1], 0x31), _mm256_permute2x128_si256(r[2], r[3], 0x31));
+    ownStore64<NT>(p, _mm256_permute2x128_si256(r[0], r[1], 0x20), _mm256_permute2x128_si256(r[2], r[3], 0x20));
+    ownStore64<NT>(p + 64, _mm256_permute2x128_si256(r[0], r[1], 0x31), _mm256_permute2x128_si256(r[2], r[3], 0x31));
 }
 
 // Transposes four registers of four 32-bit words in each lane: word j of register k becomes
@@ -141,10 +147,36 @@ template <int S> inline constexpr Planar3Tables<S> kPlanar3{};
 template <int S> inline constexpr Planar4Tables<S> kPlanar4{};
 
 // ---- planar row kernels ---------------------------------------------------------------
+//
+// With NT the whole blocks are written with non-temporal stores: every destination row must
+// start on a 64-byte boundary (a block writes whole lines from there on), and the caller
+// fences after the image.
+
+// Runs block(x) for every whole block of B pixels of a row of n pixels and returns the pixels
+// done. Each of the N source streams src[k] holds bpp bytes per pixel; with NT each block
+// first prefetches into L2 the lines of its streams kStreamAhead / N bytes further on, as long
+// as they lie inside the row.
+template <int64_t B, bool NT, int N, class Block>
+inline int64_t ownsPlanarBlocks(const uint8_t* const (&src)[N], int64_t bpp, int64_t n, Block block) {
+    int64_t x = 0;
+    if constexpr (NT) {
+        const int64_t ahead = kStreamAhead / (N * bpp);
+        const int64_t lines = (B * bpp + 63) / 64;
+        for (; x + B + ahead <= n; x += B) {
+            #pragma GCC unroll 4
+            for (int k = 0; k < N; ++k)
+                for (int64_t j = 0; j < lines; ++j)
+                    _mm_prefetch((const char*)src[k] + bpp * (x + ahead) + 64 * j, _MM_HINT_T1);
+            block(x);
+        }
+    }
+    for (; x + B <= n; x += B) block(x);
+    return x;
+}
 
 // Splits n three-channel pixels at src into the planes d[0], d[1], d[2]. Each step takes two
 // 96-byte blocks and writes 64 bytes to each plane.
-template <int S>
+template <int S, bool NT = false>
 void ownsSplitC3Row(const uint8_t* src, uint8_t* const planes[3], int64_t n) {
     uint8_t* const d[3] = {planes[0], planes[1], planes[2]};  // kept in registers across stores
     using T = typename Sample<S>::type;
@@ -153,17 +185,17 @@ void ownsSplitC3Row(const uint8_t* src, uint8_t* const planes[3], int64_t n) {
     __m256i f1[3], f2[3], g[3];
     #pragma GCC unroll 4
     for (int c = 0; c < 3; ++c) f1[c] = ownTable(t.from1[c]), f2[c] = ownTable(t.from2[c]), g[c] = ownTable(t.gather[c]);
-    int64_t x = 0;
-    for (; x + B <= n; x += B) {
+    const uint8_t* const streams[1] = {src};
+    int64_t x = ownsPlanarBlocks<B, NT>(streams, 3 * S, n, [&](int64_t x) {
         __m256i r[3], q[3];
         ownLoadGroups3x2(src + 3 * S * x, r, q);
         #pragma GCC unroll 4
         for (int c = 0; c < 3; ++c) {
             __m256i a = _mm256_blendv_epi8(_mm256_blendv_epi8(r[0], r[1], f1[c]), r[2], f2[c]);
             __m256i b = _mm256_blendv_epi8(_mm256_blendv_epi8(q[0], q[1], f1[c]), q[2], f2[c]);
-            ownStore64(d[c] + S * x, _mm256_shuffle_epi8(a, g[c]), _mm256_shuffle_epi8(b, g[c]));
+            ownStore64<NT>(d[c] + S * x, _mm256_shuffle_epi8(a, g[c]), _mm256_shuffle_epi8(b, g[c]));
         }
-    }
+    });
     const T* s = (const T*)src;
     for (; x < n; ++x)
         #pragma GCC unroll 4
@@ -172,7 +204,7 @@ void ownsSplitC3Row(const uint8_t* src, uint8_t* const planes[3], int64_t n) {
 
 // Interleaves n pixels of the planes s[0], s[1], s[2] into three-channel pixels at dst, 64
 // bytes of each plane per step.
-template <int S>
+template <int S, bool NT = false>
 void ownsMergeC3Row(const uint8_t* const planes[3], uint8_t* dst, int64_t n) {
     const uint8_t* const s[3] = {planes[0], planes[1], planes[2]};
     using T = typename Sample<S>::type;
@@ -181,8 +213,7 @@ void ownsMergeC3Row(const uint8_t* const planes[3], uint8_t* dst, int64_t n) {
     __m256i sc[3], t1[3], t2[3];
     #pragma GCC unroll 4
     for (int c = 0; c < 3; ++c) sc[c] = ownTable(t.scatter[c]), t1[c] = ownTable(t.take1[c]), t2[c] = ownTable(t.take2[c]);
-    int64_t x = 0;
-    for (; x + B <= n; x += B) {
+    int64_t x = ownsPlanarBlocks<B, NT>(s, S, n, [&](int64_t x) {
         __m256i p[3], q[3], r[3], o[3];
         #pragma GCC unroll 4
         for (int c = 0; c < 3; ++c) {
@@ -195,8 +226,8 @@ void ownsMergeC3Row(const uint8_t* const planes[3], uint8_t* dst, int64_t n) {
             r[k] = _mm256_blendv_epi8(_mm256_blendv_epi8(p[0], p[1], t1[k]), p[2], t2[k]);
             o[k] = _mm256_blendv_epi8(_mm256_blendv_epi8(q[0], q[1], t1[k]), q[2], t2[k]);
         }
-        ownStoreGroups3x2(dst + 3 * S * x, r, o);
-    }
+        ownStoreGroups3x2<NT>(dst + 3 * S * x, r, o);
+    });
     T* d = (T*)dst;
     for (; x < n; ++x)
         #pragma GCC unroll 4
@@ -205,14 +236,14 @@ void ownsMergeC3Row(const uint8_t* const planes[3], uint8_t* dst, int64_t n) {
 
 // Splits n four-channel pixels at src into the planes d[0..3], 64 bytes of each plane per
 // step.
-template <int S>
+template <int S, bool NT = false>
 void ownsSplitC4Row(const uint8_t* src, uint8_t* const planes[4], int64_t n) {
     uint8_t* const d[4] = {planes[0], planes[1], planes[2], planes[3]};
     using T = typename Sample<S>::type;
     constexpr int64_t B = 64 / S;
     __m256i g = ownTable(kPlanar4<S>.gather);
-    int64_t x = 0;
-    for (; x + B <= n; x += B) {
+    const uint8_t* const streams[1] = {src};
+    int64_t x = ownsPlanarBlocks<B, NT>(streams, 4 * S, n, [&](int64_t x) {
         __m256i r[4], q[4];
         ownLoadGroups4(src + 4 * S * x, r);
         ownLoadGroups4(src + 4 * S * x + 128, q);
@@ -221,8 +252,8 @@ void ownsSplitC4Row(const uint8_t* src, uint8_t* const planes[4], int64_t n) {
         ownTranspose4x32(r);
         ownTranspose4x32(q);
         #pragma GCC unroll 4
-        for (int c = 0; c < 4; ++c) ownStore64(d[c] + S * x, r[c], q[c]);
-    }
+        for (int c = 0; c < 4; ++c) ownStore64<NT>(d[c] + S * x, r[c], q[c]);
+    });
     const T* s = (const T*)src;
     for (; x < n; ++x)
         #pragma GCC unroll 4
@@ -230,22 +261,21 @@ void ownsSplitC4Row(const uint8_t* src, uint8_t* const planes[4], int64_t n) {
 }
 
 // Interleaves n pixels of the planes s[0..3] into four-channel pixels at dst.
-template <int S>
+template <int S, bool NT = false>
 void ownsMergeC4Row(const uint8_t* const planes[4], uint8_t* dst, int64_t n) {
     const uint8_t* const s[4] = {planes[0], planes[1], planes[2], planes[3]};
     using T = typename Sample<S>::type;
     constexpr int64_t B = 32 / S;
     __m256i sc = ownTable(kPlanar4<S>.scatter);
-    int64_t x = 0;
-    for (; x + B <= n; x += B) {
+    int64_t x = ownsPlanarBlocks<B, NT>(s, S, n, [&](int64_t x) {
         __m256i r[4];
         #pragma GCC unroll 4
         for (int c = 0; c < 4; ++c) r[c] = ownLoad32(s[c] + S * x);
         ownTranspose4x32(r);
         #pragma GCC unroll 4
         for (int k = 0; k < 4; ++k) r[k] = _mm256_shuffle_epi8(r[k], sc);
-        ownStoreGroups4(dst + 4 * S * x, r);
-    }
+        ownStoreGroups4<NT>(dst + 4 * S * x, r);
+    });
     T* d = (T*)dst;
     for (; x < n; ++x)
         #pragma GCC unroll 4

@@ -92,6 +92,20 @@ inline void ownsCopyRow_8u(const uint8_t* s, uint8_t* d, int64_t n) {
 // cache (never when that size cannot be read).
 bool ownsUseStreaming(int64_t total);
 
+// The same choice for kernels that compute what they store (planar conversions, arithmetic,
+// logic, element-wise functions), given the bytes they move: every image read plus the one
+// written. A copy streams once the bytes it moves reach the largest cache; these kernels do
+// from a quarter of it, since unlike the copy's string move their cached stores pay a read for
+// ownership of every destination line.
+inline bool ownsUseStreamingComputed(int64_t moved) {
+    return ownsUseStreaming(moved < kStreamAlways ? 2 * moved : moved);
+}
+
+// Bytes that such a kernel, when it streams, prefetches (into L2) ahead of its loads, over all
+// of its sources together: large images come from memory, and the hardware prefetcher alone
+// leaves the loads waiting.
+constexpr int64_t kStreamAhead = 8192;
+
 // The store path of a 2-D copy, chosen from the geometry alone. The three cached paths copy
 // rows of 2 KiB and more with the processor's string move (from the first 64-byte boundary of
 // the destination on); they differ in how they copy shorter rows.

@@ -18,6 +18,8 @@
 #include <stdint.h>
 #include <string.h>
 
+#include <type_traits>
+
 #include "kernels/copy_engine.h"
 
 
@@ -57,24 +59,78 @@ inline __m512i ownsAlphaBits() {
     return _mm512_setr_epi32(0, 0, 0, -1, 0, 0, 0, -1, 0, 0, 0, -1, 0, 0, 0, -1);
 }
 
+// The 64 bytes the engine hands to an operation: one 512-bit register, or, for operations that
+// declare `using Vec = Halves`, two 256-bit halves. Operations on 8- and 16-bit lanes have
+// AVX2 instructions only, and splitting a 512-bit register and joining it again costs two
+// shuffles per vector, more than the operation itself.
+struct Halves {
+    __m256i lo, hi;
+};
+template <class Op, class = void>
+struct StreamVec {
+    using type = __m512i;
+};
+template <class Op>
+struct StreamVec<Op, std::void_t<typename Op::Vec>> {
+    using type = typename Op::Vec;
+};
+
+inline void ownsVecLoad(const uint8_t* p, __m512i& v) { v = _mm512_loadu_si512(p); }
+inline void ownsVecLoad(const uint8_t* p, Halves& v) {
+    v.lo = _mm256_loadu_si256((const __m256i*)p);
+    v.hi = _mm256_loadu_si256((const __m256i*)(p + 32));
+}
+template <bool NT>
+inline void ownsVecStore(uint8_t* p, __m512i v) {
+    if constexpr (NT) _mm512_stream_si512((__m512i*)p, v);
+    else _mm512_storeu_si512(p, v);
+}
+template <bool NT>
+inline void ownsVecStore(uint8_t* p, const Halves& v) {
+    if constexpr (NT) {
+        _mm256_stream_si256((__m256i*)p, v.lo);
+        _mm256_stream_si256((__m256i*)(p + 32), v.hi);
+    } else {
+        _mm256_storeu_si256((__m256i*)p, v.lo);
+        _mm256_storeu_si256((__m256i*)(p + 32), v.hi);
+    }
+}
+// The bytes of r, except where keep is set: those come from d (keep sets whole bytes).
+inline __m512i ownsVecKeep(__m512i keep, __m512i d, __m512i r) { return _mm512_ternarylogic_epi32(keep, d, r, 0xCA); }
+inline Halves ownsVecKeep(const Halves& keep, const Halves& d, const Halves& r) {
+    return {_mm256_blendv_epi8(r.lo, d.lo, keep.lo), _mm256_blendv_epi8(r.hi, d.hi, keep.hi)};
+}
+
 // One row: d[0..n) = op(a, b) vector by vector; b is the second image (Two) or the pattern
-// vector of the current phase; with Keep, bits set in `keep` come from d unchanged. Stream
-// writes with non-temporal stores and needs d 64-byte aligned. Op is called as
-// op(a, b, phase) with phase 0..Period-1.
-template <int Period, bool Two, bool Keep, bool Stream, class Op>
-inline void ownsStreamRow(const Op& op, const uint8_t* a, const uint8_t* b, const __m512i* pat, __m512i keep,
-                          uint8_t* d, int64_t n) {
+// vector of the current phase; with Keep, bytes set in `keep` come from d unchanged. Stream
+// writes with non-temporal stores, needs d 64-byte aligned and prefetches its sources. Op is
+// called as op(a, b, phase) with phase 0..Period-1, on vectors of type V.
+template <int Period, bool Two, bool Keep, bool Stream, class Op, class V>
+inline void ownsStreamRow(const Op& op, const uint8_t* a, const uint8_t* b, const V* pat, const V& keep, uint8_t* d,
+                          int64_t n) {
     auto one = [&](int64_t off, int k) {
-        __m512i va = _mm512_loadu_si512(a + off);
-        __m512i vb = Two ? _mm512_loadu_si512(b + off) : pat[k];
-        __m512i r = op(va, vb, k);
-        if constexpr (Keep) r = _mm512_ternarylogic_epi32(keep, _mm512_loadu_si512(d + off), r, 0xCA);
-        if constexpr (Stream)
-            _mm512_stream_si512((__m512i*)(d + off), r);
-        else
-            _mm512_storeu_si512(d + off, r);
+        V va, vb, r;
+        ownsVecLoad(a + off, va);
+        if constexpr (Two) ownsVecLoad(b + off, vb);
+        else vb = pat[k];
+        r = op(va, vb, k);
+        if constexpr (Keep) {
+            V vd;
+            ownsVecLoad(d + off, vd);
+            r = ownsVecKeep(keep, vd, r);
+        }
+        ownsVecStore<Stream>(d + off, r);
     };
     int64_t i = 0;
+    if constexpr (Stream) {  // prefetch the sources kStreamAhead bytes on, inside the row
+        constexpr int64_t ahead = kStreamAhead / (Two ? 2 : 1);
+        for (; i + 64 * Period + ahead <= n; i += 64 * Period)
+            for (int k = 0; k < Period; ++k) {
+                _mm_prefetch((const char*)a + i + 64 * k + ahead, _MM_HINT_T1);
+                if constexpr (Two) _mm_prefetch((const char*)b + i + 64 * k + ahead, _MM_HINT_T1);
+                one(i + 64 * k, k);
+            }
+    }
     for (; i + 64 * Period <= n; i += 64 * Period)
         for (int k = 0; k < Period; ++k) one(i + 64 * k, k);
     int k = 0;
@@ -85,35 +141,49 @@ inline void ownsStreamRow(const Op& op, const uint8_t* a, const uint8_t* b, cons
         memcpy(ba, a + i, m);
         if constexpr (Two) memcpy(bb, b + i, m);
         if constexpr (Keep) memcpy(bd, d + i, m);
-        __m512i r = op(_mm512_load_si512(ba), Two ? _mm512_load_si512(bb) : pat[k], k);
-        if constexpr (Keep) r = _mm512_ternarylogic_epi32(keep, _mm512_load_si512(bd), r, 0xCA);
-        _mm512_store_si512(bd, r);
+        V va, vb, r;
+        ownsVecLoad(ba, va);
+        if constexpr (Two) ownsVecLoad(bb, vb);
+        else vb = pat[k];
+        r = op(va, vb, k);
+        if constexpr (Keep) {
+            V vd;
+            ownsVecLoad(bd, vd);
+            r = ownsVecKeep(keep, vd, r);
+        }
+        ownsVecStore<false>(bd, r);
         memcpy(d + i, bd, m);
     }
 }
 
 // The image: height rows of rowBytes bytes, steps already reduced to whole samples (bStep
 // is ignored without a second image). Rows that follow each other without padding are
-// handled as one long row. Large destinations that start every row on a 64-byte boundary
-// are written with non-temporal stores, as the copy engine does.
+// handled as one long row. Large images whose destination rows all start on a 64-byte
+// boundary are written with non-temporal stores (ownsUseStreamingComputed).
 template <int Period, bool Two, bool Keep, class Op>
 void ownsStreamImage(const Op& op, const uint8_t* a, int64_t aStep, const uint8_t* b, int64_t bStep,
                      const uint8_t* pattern, __m512i keep, uint8_t* d, int64_t dStep, int64_t rowBytes,
                      int64_t height) {
-    __m512i pat[3];
-    for (int k = 0; k < 3; ++k) pat[k] = pattern ? _mm512_loadu_si512(pattern + 64 * k) : _mm512_setzero_si512();
+    using V = typename StreamVec<Op>::type;
+    alignas(64) static constexpr uint8_t kZero[192] = {};
+    alignas(64) uint8_t keepBytes[64];
+    _mm512_store_si512(keepBytes, keep);
+    V pat[3], vkeep;
+    for (int k = 0; k < 3; ++k) ownsVecLoad((pattern ? pattern : kZero) + 64 * k, pat[k]);
+    ownsVecLoad(keepBytes, vkeep);
     if (aStep == rowBytes && dStep == rowBytes && (!Two || bStep == rowBytes)) {
         rowBytes *= height;
         height = 1;
     }
-    bool stream = ownsUseStreaming(rowBytes * height) && ((uintptr_t)d & 63) == 0 && (height == 1 || dStep % 64 == 0);
+    const int64_t moved = rowBytes * height * (Two ? 3 : 2);
+    bool stream = ownsUseStreamingComputed(moved) && ((uintptr_t)d & 63) == 0 && (height == 1 || dStep % 64 == 0);
     if (stream) {
         for (int64_t r = 0; r < height; ++r, a += aStep, b += Two ? bStep : 0, d += dStep)
-            ownsStreamRow<Period, Two, Keep, true>(op, a, b, pat, keep, d, rowBytes);
+            ownsStreamRow<Period, Two, Keep, true>(op, a, b, pat, vkeep, d, rowBytes);
         _mm_sfence();
     } else {
         for (int64_t r = 0; r < height; ++r, a += aStep, b += Two ? bStep : 0, d += dStep)
-            ownsStreamRow<Period, Two, Keep, false>(op, a, b, pat, keep, d, rowBytes);
+            ownsStreamRow<Period, Two, Keep, false>(op, a, b, pat, vkeep, d, rowBytes);
     }
 }
 
