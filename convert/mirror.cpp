@@ -131,9 +131,14 @@ ZelStatus mirror_r(const void* pSrc, int srcStep, void* pDst, int dstStep, ZeliS
     if (roi.width < 1 || roi.height < 1) return zelStsSizeErr;
     if (flip < zelAxsHorizontal || flip > zelAxs135) return zelStsMirrorFlipErr;
     int64_t ss = sample_step<S>(srcStep), ds = sample_step<S>(dstStep), w = roi.width, h = roi.height;
-    if (flip != zelAxsVertical) {  // walk the source from its last row up
+    if (flip == zelAxsHorizontal) {  // walk the source from its last row up
         s += (h - 1) * ss;
         ss = -ss;
+    } else if (flip == zelAxsBoth) {
+        // Walk the destination from its last row up: the row reversal reads its source front
+        // to back and writes back to front, so both images are then walked in one direction.
+        d += (h - 1) * ds;
+        ds = -ds;
     }
     if (flip == zelAxsHorizontal) {
         if constexpr (Alpha) {

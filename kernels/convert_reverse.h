@@ -24,22 +24,20 @@ inline __m256i rev256(__m256i v) {
     return _mm256_permute4x64_epi64(_mm256_shuffle_epi8(v, idx), 0x4E);
 }
 
-// Byte shuffles that reverse 16 three-byte pixels: idx[k][c] picks from input chunk c the bytes
-// of output chunk k.
-struct Rev3Shuffle {
-    alignas(16) int8_t idx[3][3][16];
-};
-constexpr Rev3Shuffle makeRev3Shuffle() {
-    Rev3Shuffle t{};
-    for (int k = 0; k < 3; ++k)
-        for (int c = 0; c < 3; ++c)
-            for (int j = 0; j < 16; ++j) {
-                int o = 16 * k + j, b = 3 * (15 - o / 3) + o % 3;
-                t.idx[k][c][j] = b / 16 == c ? (int8_t)(b % 16) : (int8_t)-1;
-            }
-    return t;
+// Reversal of 16 three-byte pixels (12 dwords) in a zmm register: groups of four pixels are
+// whole dwords (three each), so one dword permute reverses the order of the groups and spreads
+// each into its own 128-bit lane; a byte shuffle reverses the four pixels inside each lane, and
+// a second permute packs the lanes' first twelve bytes back together.
+inline __m512i rev3x16(__m512i v) {
+    const __m512i spread = _mm512_setr_epi32(9, 10, 11, 0, 6, 7, 8, 0, 3, 4, 5, 0, 0, 1, 2, 0);
+    const __m512i pack = _mm512_setr_epi32(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 0, 0, 0, 0);
+    const __m256i inLane = _mm256_setr_epi8(9, 10, 11, 6, 7, 8, 3, 4, 5, 0, 1, 2, -1, -1, -1, -1,
+                                            9, 10, 11, 6, 7, 8, 3, 4, 5, 0, 1, 2, -1, -1, -1, -1);
+    __m512i g = _mm512_permutexvar_epi32(spread, v);
+    __m256i lo = _mm256_shuffle_epi8(_mm512_castsi512_si256(g), inLane);
+    __m256i hi = _mm256_shuffle_epi8(_mm512_extracti64x4_epi64(g, 1), inLane);
+    return _mm512_permutexvar_epi32(pack, _mm512_inserti64x4(_mm512_castsi256_si512(lo), hi, 1));
 }
-inline constexpr Rev3Shuffle kRev3Shuffle = makeRev3Shuffle();
 
 // Loads kRevBlock<P> pixels at s and stores them in reverse order at d (blocks of 64 bytes, or
 // 48 bytes for 3-byte pixels).
@@ -58,26 +56,37 @@ inline void ownRevBlock(const uint8_t* s, uint8_t* d) {
     } else if constexpr (P == 16) {
         _mm512_storeu_si512(d, _mm512_shuffle_i64x2(_mm512_loadu_si512(s), _mm512_loadu_si512(s), 0x1B));
     } else if constexpr (P == 3) {
-        // 16 pixels in three 16-byte chunks; output chunk k is the OR of one byte shuffle of
-        // each input chunk (lanes of -1 give zero).
-        __m128i in0 = _mm_loadu_si128((const __m128i*)s), in1 = _mm_loadu_si128((const __m128i*)(s + 16));
-        __m128i in2 = _mm_loadu_si128((const __m128i*)(s + 32));
-        for (int k = 0; k < 3; ++k) {
-            const __m128i* t = (const __m128i*)kRev3Shuffle.idx[k];
-            __m128i v = _mm_or_si128(_mm_shuffle_epi8(in0, _mm_load_si128(t)), _mm_shuffle_epi8(in1, _mm_load_si128(t + 1)));
-            _mm_storeu_si128((__m128i*)(d + 16 * k), _mm_or_si128(v, _mm_shuffle_epi8(in2, _mm_load_si128(t + 2))));
-        }
+        _mm512_mask_storeu_epi32(d, 0x0FFF, rev3x16(_mm512_maskz_loadu_epi32(0x0FFF, s)));
     }
 }
 
-// d[i] = s[n - 1 - i] for n pixels of P bytes; s and d do not overlap.
+// d[i] = s[n - 1 - i] for n pixels of P bytes; s and d do not overlap. The source is read
+// front to back and the destination written back to front: streams read backwards are
+// fetched ahead far worse than those written backwards.
 template <int P>
 inline void ownRevRow(const uint8_t* s, uint8_t* d, int64_t n) {
     constexpr int K = kRevBlock<P>;
-    int64_t i = 0;
-    if constexpr (K > 0)
-        for (; i + K <= n; i += K) ownRevBlock<P>(s + (n - i - K) * P, d + i * P);
-    for (; i < n; ++i) memcpy(d + i * P, s + (n - 1 - i) * P, P);
+    int64_t j = 0;  // source pixels done
+    if constexpr (P == 3) {
+        // Eight pixels, two groups of four (12 bytes each), per step: each group is loaded into
+        // its own 128-bit lane with the 4 bytes after it, a byte shuffle reverses its pixels,
+        // and a dword permute packs both into the top 24 bytes. The 32-byte store writes 8
+        // bytes below its 24, which a later step (or the pixel loop) rewrites; loads and stores
+        // stay inside the row while 11 pixels remain.
+        const __m256i inLane = _mm256_setr_epi8(9, 10, 11, 6, 7, 8, 3, 4, 5, 0, 1, 2, -1, -1, -1, -1,
+                                                9, 10, 11, 6, 7, 8, 3, 4, 5, 0, 1, 2, -1, -1, -1, -1);
+        const __m256i pack = _mm256_setr_epi32(0, 0, 0, 1, 2, 4, 5, 6);
+        for (; n - j >= 11; j += 8) {
+            const uint8_t* g = s + j * 3;
+            __m256i v = _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_loadu_si128((const __m128i*)(g + 12))),
+                                                _mm_loadu_si128((const __m128i*)g), 1);
+            v = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(v, inLane), pack);
+            _mm256_storeu_si256((__m256i*)(d + (n - j - 8) * 3 - 8), v);
+        }
+    } else if constexpr (K > 0) {
+        for (; j + K <= n; j += K) ownRevBlock<P>(s + j * P, d + (n - j - K) * P);
+    }
+    for (; j < n; ++j) memcpy(d + (n - 1 - j) * P, s + j * P, P);
 }
 
 // Exchanges row a with row b reversed: a[i] <-> b[n - 1 - i]. With a == b the row is reversed

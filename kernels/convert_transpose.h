@@ -45,6 +45,16 @@ inline void ownTranspose16x32_8u(const uint8_t* s, int64_t ss, uint8_t* d, int64
     }
 }
 
+// The unmasked 512-bit unpacks and lane shuffles pass an undefined vector through, which
+// GCC 12 reports as uninitialised once they are inlined into these loops; the all-lanes masked
+// forms are the same instructions without it.
+inline __m512i unpacklo32(__m512i a, __m512i b) { return _mm512_mask_unpacklo_epi32(a, 0xFFFF, a, b); }
+inline __m512i unpackhi32(__m512i a, __m512i b) { return _mm512_mask_unpackhi_epi32(a, 0xFFFF, a, b); }
+inline __m512i unpacklo64(__m512i a, __m512i b) { return _mm512_mask_unpacklo_epi64(a, 0xFF, a, b); }
+inline __m512i unpackhi64(__m512i a, __m512i b) { return _mm512_mask_unpackhi_epi64(a, 0xFF, a, b); }
+template <int I>
+inline __m512i lanes128(__m512i a, __m512i b) { return _mm512_mask_shuffle_i32x4(a, 0xFFFF, a, b, I); }
+
 // Transposes a 16 x 16 block of 32-bit samples; with Stream the destination rows (whole,
 // 64-byte aligned cache lines) are written with non-temporal stores.
 template <bool Stream>
@@ -52,22 +62,22 @@ inline void ownTranspose16x16_32(const uint8_t* s, int64_t ss, uint8_t* d, int64
     __m512i r[16], t[16];
     for (int i = 0; i < 16; ++i) r[i] = _mm512_loadu_si512(s + i * ss);
     for (int k = 0; k < 8; ++k) {
-        t[2 * k] = _mm512_unpacklo_epi32(r[2 * k], r[2 * k + 1]);
-        t[2 * k + 1] = _mm512_unpackhi_epi32(r[2 * k], r[2 * k + 1]);
+        t[2 * k] = unpacklo32(r[2 * k], r[2 * k + 1]);
+        t[2 * k + 1] = unpackhi32(r[2 * k], r[2 * k + 1]);
     }
     // r[4g + q], lane L: column 4L + q of rows 4g..4g+3.
     for (int g = 0; g < 4; ++g) {
-        r[4 * g + 0] = _mm512_unpacklo_epi64(t[4 * g], t[4 * g + 2]);
-        r[4 * g + 1] = _mm512_unpackhi_epi64(t[4 * g], t[4 * g + 2]);
-        r[4 * g + 2] = _mm512_unpacklo_epi64(t[4 * g + 1], t[4 * g + 3]);
-        r[4 * g + 3] = _mm512_unpackhi_epi64(t[4 * g + 1], t[4 * g + 3]);
+        r[4 * g + 0] = unpacklo64(t[4 * g], t[4 * g + 2]);
+        r[4 * g + 1] = unpackhi64(t[4 * g], t[4 * g + 2]);
+        r[4 * g + 2] = unpacklo64(t[4 * g + 1], t[4 * g + 3]);
+        r[4 * g + 3] = unpackhi64(t[4 * g + 1], t[4 * g + 3]);
     }
     // For each q, a 4 x 4 transpose of 128-bit lanes gathers column 4L + q of all 16 rows.
     for (int q = 0; q < 4; ++q) {
-        __m512i x0 = _mm512_shuffle_i32x4(r[q], r[4 + q], 0x44), x1 = _mm512_shuffle_i32x4(r[q], r[4 + q], 0xEE);
-        __m512i x2 = _mm512_shuffle_i32x4(r[8 + q], r[12 + q], 0x44), x3 = _mm512_shuffle_i32x4(r[8 + q], r[12 + q], 0xEE);
-        __m512i o[4] = {_mm512_shuffle_i32x4(x0, x2, 0x88), _mm512_shuffle_i32x4(x0, x2, 0xDD),
-                        _mm512_shuffle_i32x4(x1, x3, 0x88), _mm512_shuffle_i32x4(x1, x3, 0xDD)};
+        __m512i x0 = lanes128<0x44>(r[q], r[4 + q]), x1 = lanes128<0xEE>(r[q], r[4 + q]);
+        __m512i x2 = lanes128<0x44>(r[8 + q], r[12 + q]), x3 = lanes128<0xEE>(r[8 + q], r[12 + q]);
+        __m512i o[4] = {lanes128<0x88>(x0, x2), lanes128<0xDD>(x0, x2),
+                        lanes128<0x88>(x1, x3), lanes128<0xDD>(x1, x3)};
         for (int L = 0; L < 4; ++L) {
             if constexpr (Stream) _mm512_stream_si512((__m512i*)(d + (4 * L + q) * ds), o[L]);
             else _mm512_storeu_si512(d + (4 * L + q) * ds, o[L]);
@@ -88,15 +98,23 @@ inline void ownTransposeSmall(const uint8_t* s, int64_t ss, uint8_t* d, int64_t 
 // The tiles of one block of at most kTransposeBlock x kTransposeBlock pixels, a column of
 // tiles at a time: the destination rows of a tile column are then written front to back, so
 // that stores stream; only the loads stride across rows.
+//
+// next, when not null, is the source of the block after this one, with as many rows: each tile
+// asks for the lines its counterpart there will load (while they still fall inside that block),
+// since strided loads down a column of lines are not fetched ahead by the hardware.
 template <int S, int C, bool Alpha, bool Stream>
-void ownTransposeTiles(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds, int64_t w, int64_t h) {
+void ownTransposeTiles(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds, int64_t w, int64_t h,
+                       const uint8_t* next = nullptr, int64_t nextW = 0) {
     constexpr int P = S * C;
     constexpr bool kBytes = P == 1, kWords = P == 4 && !Alpha;
     constexpr int64_t TW = kBytes ? 32 : 16;
     for (int64_t x = 0; x < w; x += TW) {
         const int64_t tw = w - x < TW ? w - x : TW;
+        const bool ahead = next && x < nextW;
         for (int64_t y = 0; y < h; y += 16) {
             const int64_t th = h - y < 16 ? h - y : 16;
+            if (ahead)
+                for (int64_t r = 0; r < th; ++r) _mm_prefetch((const char*)(next + (y + r) * ss + x * P), _MM_HINT_T0);
             const uint8_t* sb = s + y * ss + x * P;
             uint8_t* db = d + x * ds + y * P;
             if (kBytes && th == 16 && tw == TW) {
@@ -134,8 +152,11 @@ void ownTranspose(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds, int64_t 
             const uint8_t* sb = s + y * ss + x * P;
             uint8_t* db = d + x * ds + y * P;
             int64_t bw = w - x < B ? w - x : B, bh = h - y < B ? h - y : B;
-            if (stream) ownTransposeTiles<S, C, Alpha, true>(sb, ss, db, ds, bw, bh);
-            else ownTransposeTiles<S, C, Alpha, false>(sb, ss, db, ds, bw, bh);
+            // The next block along the band, when it has the same rows.
+            const uint8_t* next = x + B < w ? sb + B * P : nullptr;
+            int64_t nextW = w - x - B < B ? w - x - B : B;
+            if (stream) ownTransposeTiles<S, C, Alpha, true>(sb, ss, db, ds, bw, bh, next, nextW);
+            else ownTransposeTiles<S, C, Alpha, false>(sb, ss, db, ds, bw, bh, next, nextW);
         }
     if (stream) _mm_sfence();
 }

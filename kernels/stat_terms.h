@@ -35,48 +35,57 @@ inline int64_t sum8u_c1_wide(const Zel8u* a, int64_t n, uint64_t* part) {
     return i;
 }
 
-// Σx per position of a multi-channel 8u row, chunks of 32*U bytes, in 16-bit lanes that take
-// 256 chunks before they are flushed. Per lane, w sums the whole 16-bit words and o the odd
-// (high) bytes; the even bytes' sum is w - 256·o modulo 2^16, which is exact because it stays
-// below 2^16 (256 × 255). Byte position p of a chunk adds into part[p % K]; K is a multiple of
-// the channel count, so channels are kept apart.
+// Σx per position of a multi-channel 8u row, chunks of 64*U bytes in 32-bit lanes that take
+// 256 chunks before they are drained. Per lane, w sums the whole dwords (modulo 2^32) and o
+// bytes 1 and 3 in its two 16-bit halves; w - 256·o then holds bytes 0 and 2 in its halves.
+// Every half stays below 2^16 (256 × 255), so both splits are exact. Byte k of dword l of
+// vector u is chunk position p = 64u + 4l + k and adds into part[p % K]; K is a multiple of the
+// channel count, so channels are kept apart.
 template <int U, int K>
 int64_t sum8u_cn_wide(const Zel8u* a, int64_t n, uint64_t* part) {
-    int64_t i = 0;
-    while (n - i >= 32 * U) {
-        int64_t chunks = (n - i) / (32 * U);
-        if (chunks > 256) chunks = 256;
-        __m256i w0 = _mm256_setzero_si256(), w1 = w0, w2 = w0, w3 = w0, o0 = w0, o1 = w0, o2 = w0, o3 = w0;
-        for (int64_t c = 0; c < chunks; ++c, i += 32 * U) {
-            __m256i v0 = _mm256_loadu_si256((const __m256i*)(a + i));
-            __m256i v1 = _mm256_loadu_si256((const __m256i*)(a + i + 32));
-            __m256i v2 = _mm256_loadu_si256((const __m256i*)(a + i + 64));
-            w0 = _mm256_add_epi16(w0, v0), o0 = _mm256_add_epi16(o0, _mm256_srli_epi16(v0, 8));
-            w1 = _mm256_add_epi16(w1, v1), o1 = _mm256_add_epi16(o1, _mm256_srli_epi16(v1, 8));
-            w2 = _mm256_add_epi16(w2, v2), o2 = _mm256_add_epi16(o2, _mm256_srli_epi16(v2, 8));
-            if constexpr (U == 4) {
-                __m256i v3 = _mm256_loadu_si256((const __m256i*)(a + i + 96));
-                w3 = _mm256_add_epi16(w3, v3), o3 = _mm256_add_epi16(o3, _mm256_srli_epi16(v3, 8));
-            }
-        }
-        alignas(32) uint16_t e[4][16], o[4][16];
-        const __m256i ws[4] = {w0, w1, w2, w3}, os[4] = {o0, o1, o2, o3};
-        for (int u = 0; u < 4; ++u) {
-            _mm256_store_si256((__m256i*)e[u], _mm256_sub_epi16(ws[u], _mm256_slli_epi16(os[u], 8)));
-            _mm256_store_si256((__m256i*)o[u], os[u]);
-        }
+    const __m512i bytes13 = _mm512_set1_epi32(0x00FF00FF), low16 = _mm512_set1_epi32(0xFFFF);
+    __m512i s[U][4];  // per byte k of each dword: sums of up to 65536 drains
+    for (int u = 0; u < U; ++u)
+        for (int k = 0; k < 4; ++k) s[u][k] = _mm512_setzero_si512();
+    auto spill = [&] {
+        alignas(64) uint32_t t[16];
         for (int u = 0; u < U; ++u)
-            for (int l = 0; l < 16; ++l) {
-                part[(32 * u + 2 * l) % K] += e[u][l];
-                part[(32 * u + 2 * l + 1) % K] += o[u][l];
+            for (int k = 0; k < 4; ++k) {
+                _mm512_store_si512(t, s[u][k]);
+                for (int l = 0; l < 16; ++l) part[(64 * u + 4 * l + k) % K] += t[l];
+                s[u][k] = _mm512_setzero_si512();
             }
+    };
+    int64_t i = 0;
+    int drains = 0;
+    while (n - i >= 64 * U) {
+        int64_t chunks = (n - i) / (64 * U);
+        if (chunks > 256) chunks = 256;
+        __m512i w[U], o[U];
+        for (int u = 0; u < U; ++u) w[u] = o[u] = _mm512_setzero_si512();
+        for (int64_t c = 0; c < chunks; ++c, i += 64 * U)
+            for (int u = 0; u < U; ++u) {
+                __m512i v = _mm512_loadu_si512(a + i + 64 * u);
+                w[u] = _mm512_add_epi32(w[u], v);
+                o[u] = _mm512_add_epi32(o[u], _mm512_and_si512(_mm512_srli_epi32(v, 8), bytes13));
+            }
+        for (int u = 0; u < U; ++u) {
+            __m512i e = _mm512_sub_epi32(w[u], _mm512_slli_epi32(o[u], 8));
+            s[u][0] = _mm512_add_epi32(s[u][0], _mm512_and_si512(e, low16));
+            s[u][1] = _mm512_add_epi32(s[u][1], _mm512_and_si512(o[u], low16));
+            s[u][2] = _mm512_add_epi32(s[u][2], _mm512_srli_epi32(e, 16));
+            s[u][3] = _mm512_add_epi32(s[u][3], _mm512_srli_epi32(o[u], 16));
+        }
+        if (++drains == 65536) spill(), drains = 0;  // 65536 × 65280 < 2^32
     }
+    spill();
     return i;
 }
 
 // Σ(a-b)² (or Σa² when Diff is false) of a one-channel 8u row: 16-bit lanes multiplied and
-// pairwise added into 32-bit lanes with vpmaddwd; the lanes take at most 16384 chunks
-// (2 * 65025 per chunk) before they are flushed.
+// pairwise added into 32-bit lanes with vpmaddwd, the even and odd bytes' products added
+// before they are accumulated; the lanes take at most 16384 chunks (4 × 65025 per chunk,
+// below 2^32 in total) before they are flushed.
 template <bool Diff>
 int64_t sq8u_c1_wide(const Zel8u* a, const Zel8u* b, int64_t n, uint64_t* part) {
     const __m256i lo = _mm256_set1_epi16(0xFF);
@@ -84,7 +93,7 @@ int64_t sq8u_c1_wide(const Zel8u* a, const Zel8u* b, int64_t n, uint64_t* part) 
     while (n - i >= 64) {
         int64_t chunks = (n - i) / 64;
         if (chunks > 16384) chunks = 16384;
-        __m256i s0 = _mm256_setzero_si256(), s1 = s0, s2 = s0, s3 = s0;
+        __m256i s0 = _mm256_setzero_si256(), s1 = s0;
         for (int64_t c = 0; c < chunks; ++c, i += 64) {
             __m256i x0 = _mm256_loadu_si256((const __m256i*)(a + i));
             __m256i x1 = _mm256_loadu_si256((const __m256i*)(a + i + 32));
@@ -98,13 +107,10 @@ int64_t sq8u_c1_wide(const Zel8u* a, const Zel8u* b, int64_t n, uint64_t* part) 
                 e1 = _mm256_sub_epi16(e1, _mm256_and_si256(y1, lo));
                 o1 = _mm256_sub_epi16(o1, _mm256_srli_epi16(y1, 8));
             }
-            s0 = _mm256_add_epi32(s0, _mm256_madd_epi16(e0, e0));
-            s1 = _mm256_add_epi32(s1, _mm256_madd_epi16(o0, o0));
-            s2 = _mm256_add_epi32(s2, _mm256_madd_epi16(e1, e1));
-            s3 = _mm256_add_epi32(s3, _mm256_madd_epi16(o1, o1));
+            s0 = _mm256_add_epi32(s0, _mm256_add_epi32(_mm256_madd_epi16(e0, e0), _mm256_madd_epi16(o0, o0)));
+            s1 = _mm256_add_epi32(s1, _mm256_add_epi32(_mm256_madd_epi16(e1, e1), _mm256_madd_epi16(o1, o1)));
         }
-        __m512i w = _mm512_add_epi64(_mm512_cvtepu32_epi64(_mm256_add_epi32(s0, s1)),
-                                     _mm512_cvtepu32_epi64(_mm256_add_epi32(s2, s3)));
+        __m512i w = _mm512_add_epi64(_mm512_cvtepu32_epi64(s0), _mm512_cvtepu32_epi64(s1));
         part[0] += (uint64_t)_mm512_reduce_add_epi64(w);
     }
     return i;
