@@ -6,18 +6,11 @@
 
 #include <vector>
 
-#include "zel_test_kit.h"
+#include "sample_ops.h"
 
 namespace {
 
-int64_t ulps(float x, float y) {
-    if (isnan(x) || isnan(y)) return isnan(x) && isnan(y) ? 0 : INT64_MAX;
-    auto ord = [](float f) {
-        uint32_t u = zt::bitsOf(f);
-        return (int64_t)(u & 0x80000000u ? -(int64_t)(u & 0x7FFFFFFF) : (int64_t)u);
-    };
-    return std::llabs(ord(x) - ord(y));
-}
+using ar::ulps;
 
 // Every stride-th float from lo to hi (by bit pattern, both signs handled by the caller).
 std::vector<float> sweep(uint32_t lo, uint32_t hi, uint32_t stride) {

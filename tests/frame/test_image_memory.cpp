@@ -55,101 +55,74 @@ namespace {
 constexpr int64_t kPage64 = 64;
 int64_t roundUp64(int64_t n) { return (n + kPage64 - 1) / kPage64 * kPage64; }
 
+// Every allocator of the export list with its long form: name, pixel size, both calls.
 struct Allocator {
-    const char* name;
+    std::string name;
     int pixelBytes;
-    void* (*alloc32)(int, int, int*);
-    void* (*allocL)(Zel64s, Zel64s, Zel64s*);
+    void* fn32;
+    void* fnL;
+    void* alloc32(int w, int h, int* step) const { return zt::invoke<void*>(fn32, w, h, step); }
+    void* allocL(Zel64s w, Zel64s h, Zel64s* step) const { return zt::invoke<void*>(fnL, w, h, step); }
 };
 
-#define ZT_ALLOC(t, lay, px)                                                                       \
-    {"zeliMalloc_" #t "_" #lay, px, [](int w, int h, int* s) -> void* { return zeliMalloc_##t##_##lay(w, h, s); }, \
-     [](Zel64s w, Zel64s h, Zel64s* s) -> void* { return zeliMalloc_##t##_##lay##_L(w, h, s); }}
-#define ZT_ALLOC_TYPE(t, size) \
-    ZT_ALLOC(t, C1, size), ZT_ALLOC(t, C2, 2 * size), ZT_ALLOC(t, C3, 3 * size), ZT_ALLOC(t, C4, 4 * size), \
-        ZT_ALLOC(t, AC4, 4 * size)
+const std::vector<Allocator>& allocators() {
+    static const std::vector<Allocator> v = [] {
+        std::vector<Allocator> v;
+        for (auto& n : zt::namesOf({"Malloc"}))
+            if (!n.longForm) v.push_back({n.name, n.sampleBytes * n.channels, n.fn, zt::parseName(n.name + "_L").fn});
+        return v;
+    }();
+    return v;
+}
 
-const Allocator kAllocators[] = {ZT_ALLOC_TYPE(8u, 1),  ZT_ALLOC_TYPE(16u, 2), ZT_ALLOC_TYPE(16s, 2),
-                                 ZT_ALLOC_TYPE(32s, 4), ZT_ALLOC_TYPE(32f, 4), ZT_ALLOC_TYPE(32sc, 8),
-                                 ZT_ALLOC_TYPE(32fc, 8)};
-
-TEST(ImageMemory, AllocatorTableCoversTheFamily) {
-    auto names = zt::exportsOf({"Malloc"});
-    EXPECT_EQ(names.size(), 2 * std::size(kAllocators));
-    for (auto& a : kAllocators) {
-        EXPECT_NE(std::find(names.begin(), names.end(), std::string(a.name)), names.end()) << a.name;
-        EXPECT_NE(std::find(names.begin(), names.end(), std::string(a.name) + "_L"), names.end()) << a.name;
-    }
+TEST(ImageMemory, EveryAllocatorHasALongForm) {
+    EXPECT_EQ(2 * allocators().size(), zt::exportsOf({"Malloc"}).size());
+    for (auto& a : allocators()) EXPECT_TRUE(a.fn32 && a.fnL && a.pixelBytes) << a.name;
 }
 
 // Every allocator: rows on 64-byte boundaries, step = row bytes rounded up to 64, one block of
 // step x height from the core allocator (every byte of it writable), released by zeliFree.
 TEST(ImageMemory, EveryAllocatorAlignsAndSizes) {
     zt::Rng rng = zt::Rng::forTest();
-    for (auto& a : kAllocators) {
-        SCOPED_TRACE(a.name);
+    for (auto& a : allocators()) {
+        SCOPED_TRACE(a.name.c_str());
         for (int t = 0; t < 6; ++t) {
             int w = t == 0 ? 64 / std::min(a.pixelBytes, 64) : (int)rng.range(1, 300), h = (int)rng.range(1, 5);
             int64_t step = roundUp64((int64_t)w * a.pixelBytes);
 
-            reset();
-            int s32 = -1;
-            auto* p = (uint8_t*)a.alloc32(w, h, &s32);
-            ASSERT_NE(p, nullptr) << w << "x" << h;
-            EXPECT_EQ((uintptr_t)p % 64, 0u);
-            EXPECT_EQ(s32, step) << w << "x" << h;
-            EXPECT_EQ(g.calls32, 1);
-            EXPECT_EQ(g.callsL, 0);
-            EXPECT_EQ(g.len, step * h);
-            memset(p, 0xA5, (size_t)(step * h));
-            zeliFree(p);
-            EXPECT_EQ(g.frees, 1);
-            EXPECT_EQ(g.freed, p);
-
-            reset();
-            Zel64s sL = -1;
-            p = (uint8_t*)a.allocL(w, h, &sL);
-            ASSERT_NE(p, nullptr) << w << "x" << h << " _L";
-            EXPECT_EQ((uintptr_t)p % 64, 0u);
-            EXPECT_EQ(sL, step);
-            EXPECT_EQ(g.callsL, 1);
-            EXPECT_EQ(g.calls32, 0);
-            EXPECT_EQ(g.len, step * h);
-            memset(p, 0x5A, (size_t)(step * h));
-            zeliFree(p);
-            EXPECT_EQ(g.freed, p);
+            for (bool longForm : {false, true}) {
+                reset();
+                int s32 = -1;
+                Zel64s sL = -1;
+                auto* p = (uint8_t*)(longForm ? a.allocL(w, h, &sL) : a.alloc32(w, h, &s32));
+                ASSERT_NE(p, nullptr) << w << "x" << h << (longForm ? " _L" : "");
+                EXPECT_EQ((uintptr_t)p % 64, 0u);
+                EXPECT_EQ(longForm ? sL : s32, step) << w << "x" << h;
+                EXPECT_EQ(g.calls32, !longForm);
+                EXPECT_EQ(g.callsL, longForm);
+                EXPECT_EQ(g.len, step * h);
+                memset(p, 0xA5, (size_t)(step * h));
+                zeliFree(p);
+                EXPECT_EQ(g.frees, 1);
+                EXPECT_EQ(g.freed, p);
+            }
         }
     }
 }
 
+// The rule by example: one pixel, a 300-byte row, a 24-byte pixel, a row of exactly 64 bytes.
 TEST(ImageMemory, KnownSteps) {
-    reset();
     int step = -1;
-    Zel8u* p = zeliMalloc_8u_C1(1, 1, &step);
-    ASSERT_NE(p, nullptr);
-    EXPECT_EQ(step, 64);
-    EXPECT_EQ(g.len, 64);
-    zeliFree(p);
-
-    reset();
-    p = zeliMalloc_8u_C3(100, 10, &step);
-    ASSERT_NE(p, nullptr);
-    EXPECT_EQ(step, 320);
-    EXPECT_EQ(g.len, 3200);
-    zeliFree(p);
-
-    reset();
-    Zel32fc* c = zeliMalloc_32fc_C3(1, 1, &step);  // 24-byte pixels
-    ASSERT_NE(c, nullptr);
-    EXPECT_EQ(step, 64);
-    zeliFree(c);
-
-    reset();
-    p = zeliMalloc_8u_C1(64, 2, &step);
-    ASSERT_NE(p, nullptr);
-    EXPECT_EQ(step, 64);
-    EXPECT_EQ(g.len, 128);
-    zeliFree(p);
+    auto expect = [&](void* p, int wantStep, int64_t wantLen) {
+        EXPECT_NE(p, nullptr);
+        EXPECT_EQ(step, wantStep);
+        EXPECT_EQ(g.len, wantLen);
+        zeliFree(p);
+    };
+    expect(zeliMalloc_8u_C1(1, 1, &step), 64, 64);
+    expect(zeliMalloc_8u_C3(100, 10, &step), 320, 3200);
+    expect(zeliMalloc_32fc_C3(1, 1, &step), 64, 64);
+    expect(zeliMalloc_8u_C1(64, 2, &step), 64, 128);
 }
 
 TEST(ImageMemory, FreeHandsNullOn) {
@@ -162,7 +135,7 @@ TEST(ImageMemory, FreeHandsNullOn) {
 // Failures before the step is computed clear it; nothing is requested from the core allocator.
 TEST(ImageMemory, BadSizesClearTheStep) {
     const int sizes[][2] = {{0, 5}, {5, 0}, {-1, 5}, {5, -1}, {INT_MIN, 1}, {1, INT_MIN}, {0, 0}};
-    for (auto& a : kAllocators) {
+    for (auto& a : allocators()) {
         for (auto& wh : sizes) {
             SCOPED_TRACE(::testing::Message() << a.name << " " << wh[0] << "x" << wh[1]);
             reset();

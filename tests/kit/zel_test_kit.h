@@ -59,6 +59,16 @@
 //     build generates (kind "status", "null" or "void": what the export returns).
 //   zt::exportsOf({"Copy", "Set"})  the names of the exports of those families.
 //
+// Export names
+//   zt::Name n = zt::parseName("zeliAddC_16s_AC4IRSfs_L");  what a name says about a member:
+//     op "AddC", type "16s" (sampleBytes 2, isFloat, isSigned), layout "AC4" (channels 4, used 3;
+//     planar for P/AP layouts), inPlace, roi (R), scaled (Sfs), longForm (_L); fn is the export.
+//   zt::namesOf({"Add, Sub, Mul, Div"})  parseName of every export of those families.
+//   zt::invoke(fn, args...)  calls an export with the arguments' own types (build them as the
+//     prototype has them: pointers of any type, int or 64-bit steps, sizes, scalars).
+//   zt::withType("16s", [](auto tag) { using T = typename decltype(tag)::type; ... })  runs a
+//     template for the sample type a type token names.
+//
 // Helpers
 //   zt::bitsOf(x) / zt::fromBits<T>(u)  exact bit patterns of floating-point values.
 //   zt::sameBytes(region, expected)  one region against expected bytes, naming the first difference.
@@ -69,9 +79,11 @@
 // every member, random trials, check-order tables) is tests/convert/copy_members.{h,cpp}.
 #pragma once
 
+#include <ctype.h>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <stdint.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -416,6 +428,92 @@ inline std::vector<std::string> exportsOf(std::initializer_list<std::string> fam
     for (auto& e : exportTable())
         if (std::find(families.begin(), families.end(), e.family) != families.end()) out.push_back(e.name);
     return out;
+}
+
+// ---- export names --------------------------------------------------------------------------
+
+struct Name {
+    std::string name, op, type, layout;  // type: the first type token ("8u" of "8u64f")
+    int sampleBytes = 0;
+    bool isFloat = false, isSigned = false;
+    int channels = 1;      // samples per pixel, or planes of a planar layout
+    int used = 1;          // processed channels: 3 for AC4
+    bool planar = false, inPlace = false, roi = false, scaled = false, longForm = false;
+    void* fn = nullptr;
+};
+
+// Reads zeli<Op>[_<types>][_<descriptor>][_L].
+inline Name parseName(const std::string& name) {
+    Name n;
+    n.name = name;
+    std::vector<std::string> tok;
+    for (size_t i = 4, j; i <= name.size(); i = j + 1) {
+        j = name.find('_', i);
+        if (j == std::string::npos) j = name.size();
+        tok.push_back(name.substr(i, j - i));
+    }
+    size_t t = 0;
+    while (t < tok.size() && !isdigit((unsigned char)tok[t][0])) n.op += (t ? "_" : "") + tok[t], ++t;
+    if (t < tok.size()) {
+        const std::string& ty = tok[t];
+        size_t k = 0;
+        int bits = atoi(ty.c_str());
+        while (k < ty.size() && isdigit((unsigned char)ty[k])) ++k;
+        size_t e = k;
+        while (e < ty.size() && !isdigit((unsigned char)ty[e])) ++e;
+        n.type = ty.substr(0, e);
+        n.isFloat = ty[k] == 'f', n.isSigned = ty[k] != 'u';
+        n.sampleBytes = bits / 8 * (e > k + 1 && ty[k + 1] == 'c' ? 2 : 1);
+    }
+    if (t + 1 < tok.size() && !(t + 2 == tok.size() && tok.back() == "L")) {
+        std::string d = tok[t + 1];
+        for (const char* l : {"AC4", "AP4", "AC1", "C1", "C2", "C3", "C4", "P3", "P4"})
+            if (d.rfind(l, 0) == 0) {
+                n.layout = l;
+                break;
+            }
+        if (!n.layout.empty()) {
+            n.channels = n.layout.back() - '0';
+            n.used = n.layout == "AC4" ? 3 : n.channels;
+            n.planar = n.layout.find('P') != std::string::npos;
+            std::string rest = d.substr(n.layout.size());
+            n.inPlace = rest.rfind("I", 0) == 0;
+            n.roi = rest.find('R') != std::string::npos;
+            n.scaled = rest.find("Sfs") != std::string::npos;
+        }
+    }
+    n.longForm = tok.size() > t + 1 && tok.back() == "L";
+    n.fn = dlsym(RTLD_DEFAULT, name.c_str());
+    return n;
+}
+
+inline std::vector<Name> namesOf(std::initializer_list<std::string> families) {
+    std::vector<Name> out;
+    for (auto& e : exportTable())
+        if (std::find(families.begin(), families.end(), e.family) != families.end()) out.push_back(parseName(e.name));
+    return out;
+}
+
+template <class R = ZelStatus, class... A>
+R invoke(void* fn, A... args) {
+    return ((R(*)(A...))fn)(args...);
+}
+
+template <class T>
+struct Tag {
+    using type = T;
+};
+template <class F>
+auto withType(const std::string& t, F&& f) {
+    if (t == "8u") return f(Tag<Zel8u>{});
+    if (t == "8s") return f(Tag<Zel8s>{});
+    if (t == "16u") return f(Tag<Zel16u>{});
+    if (t == "16s") return f(Tag<Zel16s>{});
+    if (t == "32u") return f(Tag<Zel32u>{});
+    if (t == "32s") return f(Tag<Zel32s>{});
+    if (t == "64f") return f(Tag<Zel64f>{});
+    if (t != "32f") ADD_FAILURE() << "no sample type for \"" << t << "\"";
+    return f(Tag<Zel32f>{});
 }
 
 // ---- helpers -------------------------------------------------------------------------------
