@@ -42,7 +42,7 @@ ZelStatus ownsArithImage(int layout, const T* s1, int64_t st1, const T* s2, int6
     const bool ac4 = layout == kAC4;
     const int64_t samples = w * ch;
     const int64_t moved = samples * h * (int64_t)sizeof(T) * (Const ? 2 : 3);
-    const bool nt = ownsUseStreamingComputed(moved);
+    const bool nt = ownsUseStreamingComputed(moved, Op == ArithOp::Div);
     ArithCtx c;
     ArithRowFn<T> fn = ownsArithPick<T, Op, Const>(kInt ? sf : 0, rnd, nt, c);
     if (!fn) {

@@ -73,6 +73,7 @@ ZelStatus exp_ln_sfs_i(T* pSrcDst, int srcDstStep, ZeliSize roi, int scaleFactor
 
 template <bool Ln>
 struct ExpLn32fOp {
+    static constexpr bool kHeavy = true;
     __m512i operator()(__m512i x, __m512i, int) const {
         __m512 v = _mm512_castsi512_ps(x);
         return _mm512_castps_si512(Ln ? ownsLn16f(v) : ownsExp16f(v));

@@ -32,6 +32,7 @@ ZelStatus sqrt_sfs_i(T* pSrcDst, int srcDstStep, ZeliSize roi, int scaleFactor) 
 }
 
 struct Sqrt32fOp {
+    static constexpr bool kHeavy = true;
     __m512i operator()(__m512i x, __m512i, int) const {
         return _mm512_castps_si512(_mm512_sqrt_ps(_mm512_castsi512_ps(x)));
     }

@@ -23,7 +23,7 @@ inline bool line_start(const void* p) { return ((uintptr_t)p & 63) == 0; }
 // of the pointers d on a 64-byte boundary (one row, or a step of whole lines).
 template <int N, class Rows>
 void planar_rows(uint8_t* const (&d)[N], int64_t ds, int64_t height, int64_t moved, Rows rows) {
-    bool nt = ownsUseStreamingComputed(moved) && (height == 1 || ds % 64 == 0);
+    bool nt = ownsUseStreamingComputed(moved, true) && (height == 1 || ds % 64 == 0);
     for (int c = 0; c < N; ++c) nt &= line_start(d[c]);
     if (nt) {
         rows(std::true_type{});

@@ -29,12 +29,10 @@ inline __m256i ownTable(const uint8_t t[16]) {
     return _mm256_broadcastsi128_si256(_mm_loadu_si128((const __m128i*)t));
 }
 
-// Loads 192 bytes as two blocks of three lane groups, with three 64-byte loads.
+// Loads 192 bytes as two blocks of three lane groups, with six 32-byte loads.
 inline void ownLoadGroups3x2(const uint8_t* p, __m256i r[3], __m256i q[3]) {
-    __m512i a = _mm512_loadu_si512(p), b = _mm512_loadu_si512(p + 64), c = _mm512_loadu_si512(p + 128);
-    __m256i a0 = _mm512_castsi512_si256(a), a1 = _mm512_extracti64x4_epi64(a, 1);
-    __m256i b0 = _mm512_castsi512_si256(b), b1 = _mm512_extracti64x4_epi64(b, 1);
-    __m256i c0 = _mm512_castsi512_si256(c), c1 = _mm512_extracti64x4_epi64(c, 1);
+    __m256i a0 = ownLoad32(p), a1 = ownLoad32(p + 32), b0 = ownLoad32(p + 64), b1 = ownLoad32(p + 96);
+    __m256i c0 = ownLoad32(p + 128), c1 = ownLoad32(p + 160);
     r[0] = _mm256_permute2x128_si256(a0, a1, 0x30);
     r[1] = _mm256_permute2x128_si256(a0, b0, 0x21);
     r[2] = _mm256_permute2x128_si256(a1, b0, 0x30);
@@ -217,9 +215,8 @@ void ownsMergeC3Row(const uint8_t* const planes[3], uint8_t* dst, int64_t n) {
         __m256i p[3], q[3], r[3], o[3];
         #pragma GCC unroll 4
         for (int c = 0; c < 3; ++c) {
-            __m512i v = _mm512_loadu_si512(s[c] + S * x);
-            p[c] = _mm256_shuffle_epi8(_mm512_castsi512_si256(v), sc[c]);
-            q[c] = _mm256_shuffle_epi8(_mm512_extracti64x4_epi64(v, 1), sc[c]);
+            p[c] = _mm256_shuffle_epi8(ownLoad32(s[c] + S * x), sc[c]);
+            q[c] = _mm256_shuffle_epi8(ownLoad32(s[c] + S * x + 32), sc[c]);
         }
         #pragma GCC unroll 4
         for (int k = 0; k < 3; ++k) {

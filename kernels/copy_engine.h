@@ -94,11 +94,12 @@ bool ownsUseStreaming(int64_t total);
 
 // The same choice for kernels that compute what they store (planar conversions, arithmetic,
 // logic, element-wise functions), given the bytes they move: every image read plus the one
-// written. A copy streams once the bytes it moves reach the largest cache; these kernels do
-// from a quarter of it, since unlike the copy's string move their cached stores pay a read for
-// ownership of every destination line.
-inline bool ownsUseStreamingComputed(int64_t moved) {
-    return ownsUseStreaming(moved < kStreamAlways ? 2 * moved : moved);
+// written. Light kernels, a few instructions a vector, stream from half the largest cache;
+// heavy ones (shuffles between planes, divisions, roots, exponentials) from a quarter of it:
+// their cached stores pay a read for ownership of every destination line that the memory
+// traffic no longer hides (measured on the benchmark kit).
+inline bool ownsUseStreamingComputed(int64_t moved, bool heavy) {
+    return ownsUseStreaming(heavy && moved < kStreamAlways ? 2 * moved : moved);
 }
 
 // Bytes that such a kernel, when it streams, prefetches (into L2) ahead of its loads, over all

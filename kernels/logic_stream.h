@@ -66,6 +66,13 @@ inline __m512i ownsAlphaBits() {
 struct Halves {
     __m256i lo, hi;
 };
+// Operations that declare `static constexpr bool kHeavy = true` (roots, exponentials) count as
+// heavy kernels for the choice of streaming stores.
+template <class Op, class = void>
+struct StreamHeavy : std::false_type {};
+template <class Op>
+struct StreamHeavy<Op, std::void_t<decltype(Op::kHeavy)>> : std::bool_constant<Op::kHeavy> {};
+
 template <class Op, class = void>
 struct StreamVec {
     using type = __m512i;
@@ -176,7 +183,8 @@ void ownsStreamImage(const Op& op, const uint8_t* a, int64_t aStep, const uint8_
         height = 1;
     }
     const int64_t moved = rowBytes * height * (Two ? 3 : 2);
-    bool stream = ownsUseStreamingComputed(moved) && ((uintptr_t)d & 63) == 0 && (height == 1 || dStep % 64 == 0);
+    bool stream = ownsUseStreamingComputed(moved, StreamHeavy<Op>::value) && ((uintptr_t)d & 63) == 0 &&
+                  (height == 1 || dStep % 64 == 0);
     if (stream) {
         for (int64_t r = 0; r < height; ++r, a += aStep, b += Two ? bStep : 0, d += dStep)
             ownsStreamRow<Period, Two, Keep, true>(op, a, b, pat, vkeep, d, rowBytes);

@@ -1,6 +1,6 @@
 // Paths that only large images take: non-temporal stores with their source prefetching, a
 // constant pattern held in registers whose phase follows the unaligned head of every row, and
-// 16-bit operations in 256-bit halves. Each case moves a quarter of the largest cache or more
+// 16-bit operations in 256-bit halves. Each case moves half of the largest cache or more
 // and is checked against its rule sample by sample; sources end right before a guard page.
 #include <math.h>
 

@@ -1,4 +1,4 @@
-// The streamed planar conversions: images that move a quarter of the largest cache or more,
+// The streamed planar conversions: images that move half of the largest cache or more,
 // whose destination rows start on 64-byte boundaries, take non-temporal stores and prefetch
 // their sources. Checked against the rule on padded rows (a partial block at every row's end)
 // and on packed rows (one long row), sources ending right before a guard page.

@@ -1,6 +1,6 @@
 // Geometry for tests of the paths that only large images take (non-temporal stores and source
-// prefetching): the kernels that compute their stores stream once an image moves a quarter of
-// the largest cache.
+// prefetching): the kernels that compute their stores stream once an image moves half of the
+// largest cache (the heavy ones from a quarter).
 #pragma once
 
 #include <stdint.h>
@@ -17,7 +17,7 @@ namespace zt {
 inline int64_t streamedHeight(int64_t movedPerRow) {
     int cache = 0;
     if (zelGetMaxCacheSizeB(&cache) != zelStsNoErr || cache <= 0) return 0;
-    const int64_t h = std::max<int64_t>(cache / 4, 2 << 20) / movedPerRow + 2;
+    const int64_t h = std::max<int64_t>(cache / 2, 2 << 20) / movedPerRow + 2;
     return h * movedPerRow > (int64_t(256) << 20) ? 0 : h;
 }
 
