@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdio>
 #include <string>
+#include <vector>
 #include <sys/stat.h>
 
 #include "png.h"
@@ -74,9 +75,10 @@ int main(int argc, char** argv) {
     const ZelLibraryVersion* v = zeliGetLibVersion();
     std::printf("%s, version %s, built %s\n\n", v->name, v->version, v->buildDate);
 
-    Image rgb, bgr, grey, rgba, dup, planes[3], back;
+    Image rgb, bgr, grey, rgba, dup, planes[3], back, flipped, binary, local;
     if (!alloc(rgb, 3) || !alloc(bgr, 3) || !alloc(grey, 1) || !alloc(rgba, 4) || !alloc(dup, 3) ||
-        !alloc(planes[0], 1) || !alloc(planes[1], 1) || !alloc(planes[2], 1) || !alloc(back, 3)) {
+        !alloc(planes[0], 1) || !alloc(planes[1], 1) || !alloc(planes[2], 1) || !alloc(back, 3) ||
+        !alloc(flipped, 3) || !alloc(binary, 1) || !alloc(local, 1)) {
         std::fprintf(stderr, "allocation failed\n");
         return 1;
     }
@@ -111,6 +113,22 @@ int main(int argc, char** argv) {
         ZelStatus s = zeliCopy_8u_C3R(rgb.data, rgb.step, back.data, back.step, roi);
         return s ? s : zeliSet_8u_C3R(teal, back.data + (ptrdiff_t)(H / 3) * back.step + 3 * (W / 3), back.step, box);
     }), back, "box.png");
+
+    save(run("Mirror_8u_C3R (about the vertical axis)", [&] { return zeliMirror_8u_C3R(rgb.data, rgb.step, flipped.data, flipped.step, roi, zelAxsVertical); }), flipped, "mirrored.png");
+    Zel8u otsu = 0;
+    save(run("ComputeThreshold_Otsu + Threshold", [&] {
+        ZelStatus s = zeliComputeThreshold_Otsu_8u_C1R(planes[2].data, planes[2].step, roi, &otsu);
+        return s ? s : zeliThreshold_LTValGTVal_8u_C1R(planes[2].data, planes[2].step, binary.data, binary.step, roi, otsu, 0, otsu, 255);
+    }), binary, "otsu.png");
+    const ZeliSize mask = {15, 15};
+    int bufferSize = 0;
+    std::vector<Zel8u> buffer;
+    save(run("ThresholdAdaptiveBox_8u_C1R 15x15", [&] {
+        ZelStatus s = zeliThresholdAdaptiveBoxGetBufferSize(roi, mask, zel8u, 1, &bufferSize);
+        if (s) return s;
+        buffer.resize((size_t)bufferSize + 1);
+        return zeliThresholdAdaptiveBox_8u_C1R(planes[2].data, planes[2].step, local.data, local.step, roi, mask, 0.0f, 255, 0, zelBorderRepl, 0, buffer.data());
+    }), local, "adaptive.png");
 
     std::printf("%-40s %8s %10s  %s\n", "step", "status", "ms", "output");
     for (int i = 0; i < n; ++i)
