@@ -354,7 +354,9 @@ TEST(AlphaComp8u, EveryColourAlphaPairOfTheFirstImage) {
                     ASSERT_EQ(d[i + c], R8::colour(type, a[i + c], bp[c], aa, ab))
                         << "type " << type << " A " << (int)a[i + c] << "/" << (int)a[i + 3] << " B " << (int)bp[c] << "/" << (int)bp[3];
                 ASSERT_EQ(d[i + 3], R8::sat(R8::pd(type, aa, ab, aa, ab)));
-                if (type % 6 == 0 && a[i + 3] == 255) ASSERT_EQ(d[i], a[i]);  // opaque A over anything: A
+                if (type % 6 == 0 && a[i + 3] == 255) {
+                    ASSERT_EQ(d[i], a[i]);  // opaque A over anything: A
+                }
             }
         }
     }
