@@ -4,11 +4,11 @@
 // are described in kernels/threshold_adaptive.h.
 //
 // Checks, in order: an out-of-place call with pSrc == pDst and equal steps is the in-place
-// form; a null image, spec or buffer; width or height below 1; a mask that is not square,
+// form; a null image, spec block or buffer; width or height below 1; a mask that is not square,
 // positive and odd (zelStsMaskSizeErr); a border above 255, or other than zelBorderInMem (240)
 // with a kind other than zelBorderRepl or zelBorderConst (zelStsBorderErr); then for the
-// Gaussian form a spec not made by zeliThresholdAdaptiveGaussInit (zelStsContextMatchErr), a
-// mask other than the spec's (zelStsMaskSizeErr) and a ROI larger than the spec's
+// Gaussian form a spec block not made by zeliThresholdAdaptiveGaussInit (zelStsContextMatchErr), a
+// mask other than the spec block's (zelStsMaskSizeErr) and a ROI larger than the spec block's
 // (zelStsSizeErr). Steps are not checked: they are used as given. When delta alone decides
 // every pixel (see ownAdaptBound; a 1 x 1 mask always) the ROI is filled by zeliSet_8u_C1R.
 //
@@ -27,7 +27,7 @@
 // 8 (w + 2r) bytes of column sums, 8 (w + 2r + 1) bytes of prefix sums, w + 2r bytes of border
 // value, and min(r + 1, h) rows of w + 2r bytes for the in-place copies, each part rounded up
 // to 64 bytes, plus 64 bytes of alignment slack; above 2^31 - 1 the query fails with
-// zelStsBufferSizeErr. The spec holds, from its first 64-byte boundary, an identifier, the
+// zelStsBufferSizeErr. The spec block holds, from its first 64-byte boundary, an identifier, the
 // mask size, the ROI, sigma as used, and the k integer weights.
 #include <math.h>
 
@@ -178,7 +178,7 @@ void gauss_run(const AdaptGeom& g, AdaptRows& rows, uint8_t* dst, int64_t dstSte
     }
 }
 
-// The checked call after the same-pointer hand-over; spec is null for the box form.
+// The checked call after the same-pointer hand-over; specBlock is null for the box form.
 ZelStatus adaptive(const Zel8u* pSrc, int srcStep, Zel8u* pDst, int dstStep, bool inPlace, ZeliSize roi,
                    ZeliSize mask, Zel32f delta, Zel8u valGT, Zel8u valLE, ZeliBorderType border, Zel8u borderValue,
                    bool gauss, const ZeliThresholdAdaptiveSpec* pSpec, Zel8u* pBuffer) {
@@ -186,17 +186,17 @@ ZelStatus adaptive(const Zel8u* pSrc, int srcStep, Zel8u* pDst, int dstStep, boo
     if (roi.width < 1 || roi.height < 1) return zelStsSizeErr;
     if (ZelStatus s = check_mask(mask)) return s;
     if (ZelStatus s = check_border(border)) return s;
-    const GaussSpec* spec = gauss ? align64((const GaussSpec*)pSpec) : nullptr;
+    const GaussSpec* specBlock = gauss ? align64((const GaussSpec*)pSpec) : nullptr;
     if (gauss) {
-        if (spec->magic != kGaussMagic) return zelStsContextMatchErr;
-        if (spec->mask != mask.width) return zelStsMaskSizeErr;
-        if (roi.width > spec->width || roi.height > spec->height) return zelStsSizeErr;
+        if (specBlock->magic != kGaussMagic) return zelStsContextMatchErr;
+        if (specBlock->mask != mask.width) return zelStsMaskSizeErr;
+        if (roi.width > specBlock->width || roi.height > specBlock->height) return zelStsSizeErr;
     }
     const int64_t k = mask.width;
     __int128 A = (__int128)k * k, wc = 1;
     if (gauss) {
         A = (__int128)1 << (2 * kWeightBits);
-        wc = (__int128)spec->weights()[k / 2] * spec->weights()[k / 2];
+        wc = (__int128)specBlock->weights()[k / 2] * specBlock->weights()[k / 2];
     }
     __int128 B = 0;
     if (int all = ownAdaptBound(delta, A, 255 * (A - wc), &B))
@@ -207,7 +207,7 @@ ZelStatus adaptive(const Zel8u* pSrc, int srcStep, Zel8u* pDst, int dstStep, boo
     buffer_layout(g.w, g.h, k, pBuffer, &bp);
     memset(bp.constRow, borderValue, (size_t)g.cw());
     AdaptRows rows{g, pSrc, srcStep, bp.constRow, inPlace ? bp.ring : nullptr, bp.ringRows};
-    if (gauss) gauss_run(g, rows, pDst, dstStep, bp, spec->weights(), (int32_t)-B, valGT, valLE);
+    if (gauss) gauss_run(g, rows, pDst, dstStep, bp, specBlock->weights(), (int32_t)-B, valGT, valLE);
     else if (k <= kFastMask) box_run<uint32_t>(g, rows, pDst, dstStep, bp, B, valGT, valLE);
     else box_run<uint64_t>(g, rows, pDst, dstStep, bp, B, valGT, valLE);
     return zelStsNoErr;
@@ -252,12 +252,12 @@ ZelStatus box_size(ZeliSize roi, ZeliSize mask, ZelDataType type, int channels, 
 ZelStatus gauss_size(ZeliSize roi, ZeliSize mask, ZelDataType type, int channels, int* pSpecSize, int* pBufferSize) {
     if (!pSpecSize || !pBufferSize) return zelStsNullPtrErr;
     if (ZelStatus s = check_query(roi, mask, type, channels)) return s;
-    const int64_t spec = spec_bytes(mask.width), buf = buffer_layout(roi.width, roi.height, mask.width);
-    if (spec > kInt32Max || buf > kInt32Max) {
+    const int64_t specBlock = spec_bytes(mask.width), buf = buffer_layout(roi.width, roi.height, mask.width);
+    if (specBlock > kInt32Max || buf > kInt32Max) {
         *pSpecSize = *pBufferSize = 0;
         return zelStsBufferSizeErr;
     }
-    *pSpecSize = (int)spec;
+    *pSpecSize = (int)specBlock;
     *pBufferSize = (int)buf;
     return zelStsNoErr;
 }
@@ -286,11 +286,11 @@ ZelStatus gauss_init(ZeliSize roi, ZeliSize mask, ZelDataType type, int channels
     if (!pSpec) return zelStsNullPtrErr;
     if (ZelStatus s = check_query(roi, mask, type, channels)) return s;
     if (spec_bytes(mask.width) > kInt32Max) return zelStsBufferSizeErr;
-    GaussSpec* spec = align64((GaussSpec*)pSpec);
+    GaussSpec* specBlock = align64((GaussSpec*)pSpec);
     const int64_t k = mask.width;
     const double s = sigma > 0 ? (double)sigma : 0.3 * ((double)(k - 1) * 0.5 - 1.0) + 0.8;
-    *spec = {kGaussMagic, mask.width, roi.width, roi.height, (float)s, kWeightBits};
-    gauss_weights(k, s, spec->weights());
+    *specBlock = {kGaussMagic, mask.width, roi.width, roi.height, (float)s, kWeightBits};
+    gauss_weights(k, s, specBlock->weights());
     return zelStsNoErr;
 }
 

@@ -300,10 +300,10 @@ int64_t axisWeights(const std::vector<int64_t>& wt, int64_t p, int64_t lo, int64
 
 // The four adaptive forms behind one call (in place: the image is dst).
 ZelStatus adaptCall(bool gauss, bool inPlace, const uint8_t* src, int ss, uint8_t* dst, int ds, ZeliSize roi, ZeliSize mask,
-                    float delta, uint8_t vGT, uint8_t vLE, uint32_t border, uint8_t bv, const ZeliThresholdAdaptiveSpec* spec,
+                    float delta, uint8_t vGT, uint8_t vLE, uint32_t border, uint8_t bv, const ZeliThresholdAdaptiveSpec* specBlock,
                     uint8_t* buf) {
-    if (gauss && inPlace) return zeliThresholdAdaptiveGauss_8u_C1IR(dst, ds, roi, mask, delta, vGT, vLE, border, bv, spec, buf);
-    if (gauss) return zeliThresholdAdaptiveGauss_8u_C1R(src, ss, dst, ds, roi, mask, delta, vGT, vLE, border, bv, spec, buf);
+    if (gauss && inPlace) return zeliThresholdAdaptiveGauss_8u_C1IR(dst, ds, roi, mask, delta, vGT, vLE, border, bv, specBlock, buf);
+    if (gauss) return zeliThresholdAdaptiveGauss_8u_C1R(src, ss, dst, ds, roi, mask, delta, vGT, vLE, border, bv, specBlock, buf);
     if (inPlace) return zeliThresholdAdaptiveBox_8u_C1IR(dst, ds, roi, mask, delta, vGT, vLE, border, bv, buf);
     return zeliThresholdAdaptiveBox_8u_C1R(src, ss, dst, ds, roi, mask, delta, vGT, vLE, border, bv, buf);
 }
@@ -332,9 +332,9 @@ void adaptTrial(const Adapt& a, zt::Rng& rng, zt::Tight tight) {
     ASSERT_EQ(a.gauss ? zeliThresholdAdaptiveGaussGetBufferSize(specRoi, mask, zel8u, 1, &specBytes, &bufBytes)
                       : zeliThresholdAdaptiveBoxGetBufferSize(size, mask, zel8u, 1, &bufBytes), 0);
     zt::Region buf(bufBytes, 1, bufBytes, tight), specMem(specBytes, 1, specBytes, tight);
-    auto* spec = (ZeliThresholdAdaptiveSpec*)specMem.lo();
+    auto* specBlock = (ZeliThresholdAdaptiveSpec*)specMem.lo();
     if (a.gauss) {
-        ASSERT_EQ(zeliThresholdAdaptiveGaussInit(specRoi, mask, zel8u, 1, a.sigma, spec), 0);
+        ASSERT_EQ(zeliThresholdAdaptiveGaussInit(specRoi, mask, zel8u, 1, a.sigma, specBlock), 0);
     }
 
     // Exact window sums; s > S / A - delta decided in doubles (exact for the trials' deltas).
@@ -360,7 +360,7 @@ void adaptTrial(const Adapt& a, zt::Rng& rng, zt::Tight tight) {
                                       << w << "x" << h << " mask " << a.k << " border " << a.border << " bv " << (int)a.bv
                                       << " delta " << a.delta << " sigma " << a.sigma << " steps " << ss << "," << ds);
     const ZelStatus st = adaptCall(a.gauss, a.inPlace, roi, (int)ss, dst, (int)dstStep, size, mask, a.delta, a.vGT, a.vLE,
-                                   a.border, a.bv, spec, buf.lo());
+                                   a.border, a.bv, specBlock, buf.lo());
     ASSERT_EQ(st, zelStsNoErr);
     EXPECT_TRUE(expect.matches());
 }
@@ -386,7 +386,7 @@ TEST(ThresholdAdaptive, HugeMask) {
 
 struct AdaptArgs {
     uint8_t *src, *dst, *buf;
-    ZeliThresholdAdaptiveSpec* spec;
+    ZeliThresholdAdaptiveSpec* specBlock;
     int srcStep, dstStep;
     ZeliSize roi, mask;
     uint32_t border;
@@ -394,31 +394,31 @@ struct AdaptArgs {
 
 TEST(ThresholdAdaptive, ChecksArgumentsInOrder) {
     ZT_SKIP_IF_PLACEHOLDER("zeliThresholdAdaptiveBox_8u_C1R");
-    zt::Region src(12, 8, 12), dst(12, 8, 16), buf(4096, 1, 4096), spec(1024, 1, 1024), junk(1024, 1, 1024);
+    zt::Region src(12, 8, 12), dst(12, 8, 16), buf(4096, 1, 4096), specBlock(1024, 1, 1024), junk(1024, 1, 1024);
     zt::Rng rng = zt::Rng::forTest();
     src.randomize(rng), dst.randomize(rng), buf.randomize(rng), junk.fill(0);
-    auto* sp = (ZeliThresholdAdaptiveSpec*)spec.lo();
+    auto* sp = (ZeliThresholdAdaptiveSpec*)specBlock.lo();
     ASSERT_EQ(zeliThresholdAdaptiveGaussInit({12, 8}, {3, 3}, zel8u, 1, 1.0f, sp), 0);
     for (int form = 0; form < 4; ++form) {
         const bool gauss = form >= 2, inPlace = form % 2;
         auto call = [gauss, inPlace](const AdaptArgs& a) {
             return adaptCall(gauss, inPlace, a.src, a.srcStep, a.dst, a.dstStep, a.roi, a.mask, 1.5f, 9, 7,
-                             a.border, 0, a.spec, a.buf);
+                             a.border, 0, a.specBlock, a.buf);
         };
         zt::CheckOrder<AdaptArgs> co{{src.origin(), dst.origin(), buf.lo(), sp, 12, 16, {12, 8}, {3, 3}, zelBorderRepl},
-                                     call, {&src, &dst, &buf, &spec}};
+                                     call, {&src, &dst, &buf, &specBlock}};
         co.row("null image", [](AdaptArgs& a) { a.src = a.dst = nullptr; }, zelStsNullPtrErr);
         co.row("null buffer", [](AdaptArgs& a) { a.buf = nullptr; }, zelStsNullPtrErr);
-        if (gauss) co.row("null spec", [](AdaptArgs& a) { a.spec = nullptr; }, zelStsNullPtrErr);
+        if (gauss) co.row("null spec block", [](AdaptArgs& a) { a.specBlock = nullptr; }, zelStsNullPtrErr);
         co.row("width 0", [](AdaptArgs& a) { a.roi.width = 0; }, zelStsSizeErr);
         co.row("mask 4x4", [](AdaptArgs& a) { a.mask = {4, 4}; }, zelStsMaskSizeErr);
         co.row("mask 3x5", [](AdaptArgs& a) { a.mask = {3, 5}; }, zelStsMaskSizeErr);
         co.row("border 257", [](AdaptArgs& a) { a.border = 256 | zelBorderRepl; }, zelStsBorderErr);
         co.row("border mirror", [](AdaptArgs& a) { a.border = zelBorderMirror | zelBorderInMemTop; }, zelStsBorderErr);
         if (gauss) {
-            co.row("spec of nothing", [&](AdaptArgs& a) { a.spec = (ZeliThresholdAdaptiveSpec*)junk.lo(); }, zelStsContextMatchErr);
-            co.row("mask not the spec's", [](AdaptArgs& a) { a.mask = {5, 5}; }, zelStsMaskSizeErr);
-            co.row("ROI above the spec's", [](AdaptArgs& a) { a.roi.height = 9; }, zelStsSizeErr);
+            co.row("spec block of nothing", [&](AdaptArgs& a) { a.specBlock = (ZeliThresholdAdaptiveSpec*)junk.lo(); }, zelStsContextMatchErr);
+            co.row("mask not the spec block's", [](AdaptArgs& a) { a.mask = {5, 5}; }, zelStsMaskSizeErr);
+            co.row("ROI above the spec block's", [](AdaptArgs& a) { a.roi.height = 9; }, zelStsSizeErr);
         }
         co.ignored("steps 0 and -3", [](AdaptArgs& a) { a.srcStep = 0, a.dstStep = -3; });
         co.run();
@@ -429,8 +429,8 @@ TEST(ThresholdAdaptive, ChecksArgumentsInOrder) {
 // fit 31 bits fail and report 0.
 TEST(ThresholdAdaptive, QueriesCheckArgumentsInOrder) {
     ZT_SKIP_IF_PLACEHOLDER("zeliThresholdAdaptiveGaussInit");
-    zt::Region out(64, 1, 64), spec(1024, 1, 1024);
-    out.fill(0x5A), spec.fill(0x5A);
+    zt::Region out(64, 1, 64), specBlock(1024, 1, 1024);
+    out.fill(0x5A), specBlock.fill(0x5A);
     struct Q {
         ZeliSize roi, mask;
         ZelDataType type;
@@ -438,13 +438,13 @@ TEST(ThresholdAdaptive, QueriesCheckArgumentsInOrder) {
         bool nullOut;
     };
     int* o = (int*)out.lo();
-    auto* sp = (ZeliThresholdAdaptiveSpec*)spec.lo();
+    auto* sp = (ZeliThresholdAdaptiveSpec*)specBlock.lo();
     std::function<ZelStatus(const Q&)> calls[] = {
         [o](const Q& a) { return zeliThresholdAdaptiveBoxGetBufferSize(a.roi, a.mask, a.type, a.channels, a.nullOut ? nullptr : o); },
         [o](const Q& a) { return zeliThresholdAdaptiveGaussGetBufferSize(a.roi, a.mask, a.type, a.channels, o, a.nullOut ? nullptr : o); },
         [sp](const Q& a) { return zeliThresholdAdaptiveGaussInit(a.roi, a.mask, a.type, a.channels, 2.0f, a.nullOut ? nullptr : sp); }};
     for (auto& call : calls) {
-        zt::CheckOrder<Q> co{{{20, 10}, {5, 5}, zel8u, 1, false}, call, {&out, &spec}};
+        zt::CheckOrder<Q> co{{{20, 10}, {5, 5}, zel8u, 1, false}, call, {&out, &specBlock}};
         co.row("null output", [](Q& a) { a.nullOut = true; }, zelStsNullPtrErr);
         co.row("height 0", [](Q& a) { a.roi.height = 0; }, zelStsSizeErr);
         co.row("mask 0x0", [](Q& a) { a.mask = {0, 0}; }, zelStsMaskSizeErr);
