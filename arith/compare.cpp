@@ -108,8 +108,13 @@ template <typename T, int C, int W, bool Two, class F>
 void compare_row(const F& f, const T* a, const T* b, const __m512i* pat, Zel8u* d, int64_t n) {
     int64_t x = 0;
     if constexpr (C == 1 && sizeof(T) <= 2) x = narrow_row<T, F::rel, F::swap, Two>(a, b, d, n);
-    for (; x + 16 <= n; x += 16)
+    for (; x + 16 <= n; x += 16) {
+        if constexpr (sizeof(T) == 4 && C == 1) {  // the hardware does not run far enough ahead of two streams
+            _mm_prefetch((const char*)(a + x + 1024), _MM_HINT_T0);
+            if constexpr (Two) _mm_prefetch((const char*)(b + x + 1024), _MM_HINT_T0);
+        }
         _mm_storeu_si128((__m128i*)(d + x), _mm512_cvtepi32_epi8(bytes_of(block<T, C, W, Two>(f, a + x * C, Two ? b + x * C : b, pat))));
+    }
     if (x < n) {
         int64_t m = n - x;
         T ba[16 * C] = {}, bb[16 * C] = {};
