@@ -87,6 +87,44 @@ inline void ownBorderFill(uint8_t* d, const uint8_t* pat, int period, int64_t n)
     }
 }
 
+// Pixels of 1, 2, 4 or 8 bytes: the pattern is one register, the same from any pixel boundary.
+template <int P>
+inline constexpr bool kBorderSplat = P == 1 || P == 2 || P == 4 || P == 8;
+
+template <int P>
+inline uint64_t ownBorderSplat(const uint8_t* px) {
+    uint64_t v = 0;
+    memcpy(&v, px, P);
+    if (P == 1) v *= 0x0101010101010101ull;
+    if (P == 2) v *= 0x0001000100010001ull;
+    if (P == 4) v *= 0x0000000100000001ull;
+    return v;
+}
+
+// Writes n >= 1 bytes (a whole number of pixels) of the 8-byte pattern q at d: the tail as
+// two overlapping stores, which is exact because the pattern repeats every 8 bytes.
+inline void ownBorderFillSplat(uint8_t* d, uint64_t q, int64_t n) {
+    int64_t i = 0;
+    if (n >= 64) {
+        const __m512i v = _mm512_set1_epi64((long long)q);
+        for (; n - i >= 64; i += 64) _mm512_storeu_si512(d + i, v);
+    }
+    const int64_t rest = n - i;
+    const __m256i h = _mm256_set1_epi64x((long long)q);
+    if (rest >= 32) {
+        _mm256_storeu_si256((__m256i*)(d + i), h);
+        _mm256_storeu_si256((__m256i*)(d + n - 32), h);
+    } else if (rest >= 16) {
+        _mm_storeu_si128((__m128i*)(d + i), _mm256_castsi256_si128(h));
+        _mm_storeu_si128((__m128i*)(d + n - 16), _mm256_castsi256_si128(h));
+    } else if (rest >= 8) {
+        memcpy(d + i, &q, 8);
+        memcpy(d + n - 8, &q, 8);
+    } else {
+        for (int64_t k = 0; k < rest; ++k) d[i + k] = (uint8_t)(q >> (8 * k));
+    }
+}
+
 template <int S, int C, bool Alpha, Border K>
 struct BorderEngine {
     static constexpr int P = S * C, W = Alpha ? 3 * S : P;  // pixel bytes, bytes written per pixel
@@ -104,6 +142,8 @@ struct BorderEngine {
         if (n <= 0) return;
         if constexpr (Alpha) {
             for (int64_t i = 0; i < n; ++i) memcpy(d + i * P, px, W);
+        } else if constexpr (kBorderSplat<P>) {
+            ownBorderFillSplat(d, ownBorderSplat<P>(px), n * P);
         } else if (pat) {
             ownBorderFill(d, pat, 64 / P * P, n * P);
         } else {
@@ -131,28 +171,29 @@ struct BorderEngine {
         }
     }
 
-    // Fills the left and right borders of one extended row r whose source pixels are in place.
+    // Fills the left and right borders of one extended row r whose source pixels are in place;
+    // in holds the same pixels (the source row, read rather than the lines just written).
     // start[0], start[1]: the reduced index (modulo the period) of the first left and first
     // right border pixel, for Mirror and Wrap.
-    static void extendRow(uint8_t* r, const BorderGeom& g, int64_t right, const uint8_t* value,
+    static void extendRow(uint8_t* r, const uint8_t* in, const BorderGeom& g, int64_t right, const uint8_t* value,
                           const uint8_t* pat, const int64_t* start) {
-        uint8_t* in = r + g.left * P;
+        uint8_t* out = r + g.left * P;
         if constexpr (K == Border::Const) {
             repeat(value, r, g.left, pat);
-            repeat(value, in + g.srcW * P, right, pat);
+            repeat(value, out + g.srcW * P, right, pat);
         } else if constexpr (K == Border::Replicate) {
             repeat(in, r, g.left);
-            repeat(in + (g.srcW - 1) * P, in + g.srcW * P, right);
+            repeat(in + (g.srcW - 1) * P, out + g.srcW * P, right);
         } else {
             static_assert(!Alpha, "mirror and wrap borders move whole pixels");
             const int64_t n = g.srcW, period = K == Border::Mirror ? 2 * n - 2 : n;
             if (period == 0) {  // a one-pixel mirror repeats its pixel
                 repeat(in, r, g.left);
-                repeat(in, in + n * P, right);
+                repeat(in, out + n * P, right);
                 return;
             }
             runs(in, r, g.left, start[0], n, period);
-            runs(in, in + n * P, right, start[1], n, period);
+            runs(in, out + n * P, right, start[1], n, period);
         }
     }
 
@@ -172,14 +213,14 @@ struct BorderEngine {
         }
         // The source rows go in first as one 2-D copy, whose engine picks the store path for
         // the geometry (streaming, alignment, 4 KiB aliasing between the rows); the borders
-        // follow. AC4 rows keep their alpha and are copied row by row.
+        // follow, their pixels read from the source rather than from the lines just written.
+        // AC4 rows keep their alpha and are copied pixel by pixel.
         const bool whole = s && !Alpha;
-        uint8_t* in0 = d + g.top * ds + g.left * P;
-        if (whole) ownsCopy2D_8u(s, ss, in0, ds, g.srcW * P, g.srcH);
+        if (whole) ownsCopy2D_8u(s, ss, d + g.top * ds + g.left * P, ds, g.srcW * P, g.srcH);
         for (int64_t y = 0; y < g.srcH; ++y) {
             uint8_t* r = d + (g.top + y) * ds;
             if (s && !whole) copyPixels(s + y * ss, r + g.left * P, g.srcW);
-            extendRow(r, g, right, value, pat, start);
+            extendRow(r, s ? s + y * ss : r + g.left * P, g, right, value, pat, start);
         }
         if constexpr (K == Border::Const) {
             if constexpr (Alpha) {
