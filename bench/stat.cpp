@@ -84,7 +84,7 @@ ZEL_BENCH_FAMILY(stat) {
          ZB_PEER(gSink = cv::mean(im.src[0].mat())[0])}, false);
     add({"zeliDotProd_32f64f_C1R", [](zb::Images& im) { sources<Zel32f>(im, 2, 1); },
          [](zb::Images& im) { double v; ZelStatus s = zeliDotProd_32f64f_C1R(ZB_SRC(0), ZB_SRC(1), im.roi, &v); gSink = v; return s; },
-         ZB_PEER(gSink = im.src[0].mat().dot(im.src[1].mat()))}, false);
+         ZB_PEER(gSink = im.src[0].mat().dot(im.src[1].mat()))}, true);
     add({"zeliMinMax_8u_C1R", [](zb::Images& im) { sources<Zel8u>(im, 1, 1); },
          [](zb::Images& im) { Zel8u a, b; ZelStatus s = zeliMinMax_8u_C1R(ZB_SRC(0), im.roi, &a, &b); gSink8 = a ^ b; return s; },
          ZB_PEER(double a, b; cv::minMaxLoc(im.src[0].mat(), &a, &b); gSink = a + b)}, true);
