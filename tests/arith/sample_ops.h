@@ -280,9 +280,11 @@ struct Trial {
     }
 };
 
-// Members that check no step get zero and negative steps too, unless `plain`.
+// Members that check no step get zero and negative steps too, unless `plain`. A `step` other
+// than 0 is every image's; a `dstAt` of 0 or more puts the destination that many bytes past the
+// guard page before it (the sources still end at theirs).
 template <class T>
-Trial makeTrialAs(const Member& m, zt::Rng& rng, zt::Tight tight, int64_t w, int64_t h, bool plain) {
+Trial makeTrialAs(const Member& m, zt::Rng& rng, zt::Tight tight, int64_t w, int64_t h, bool plain, int64_t step, int64_t dstAt) {
     const int64_t sz = sizeof(T), rowBytes = w * m.channels * sz;
     const bool anySteps = !m.checksSteps && !plain;
     zt::StepPolicy pol;
@@ -291,10 +293,12 @@ Trial makeTrialAs(const Member& m, zt::Rng& rng, zt::Tight tight, int64_t w, int
     t.regions.reserve(4);
     Args& a = t.args;
     a.w = w, a.h = h;
-    auto image = [&](int64_t& step, int64_t bytes, bool divisor, bool samples = true) -> void* {
-        step = zt::randomStep(rng, bytes, pol);
-        if (anySteps && h == 1 && rng.chance(0.3)) step = rng.range(-1000, 1000);  // one row: any step
-        t.regions.emplace_back(bytes, h, step, tight, rng.chance(0.5) ? 0 : rng.range(1, 63));  // mostly right at the guard
+    auto image = [&](int64_t& st, int64_t bytes, bool divisor, bool samples = true) -> void* {
+        st = step ? step : zt::randomStep(rng, bytes, pol);
+        if (anySteps && h == 1 && rng.chance(0.3)) st = rng.range(-1000, 1000);  // one row: any step
+        const int64_t slack = rng.chance(0.5) ? 0 : rng.range(1, 63);  // mostly right at the guard
+        if (&st == &a.dStep && dstAt >= 0) t.regions.emplace_back(bytes, h, st, zt::Tight::Start, dstAt);
+        else t.regions.emplace_back(bytes, h, st, tight, slack);
         zt::Region& r = t.regions.back();
         r.randomize(rng);
         bool zeros = !divisor || rng.chance(0.5);
@@ -302,7 +306,7 @@ Trial makeTrialAs(const Member& m, zt::Rng& rng, zt::Tight tight, int64_t w, int
             for (int64_t i = 0; i < bytes; i += sz) {
                 T v = sample<T>(m, rng);
                 if (!zeros && v == T(0)) v = T(1);
-                memcpy(r.origin() + step / sz * sz * y + i, &v, sz);
+                memcpy(r.origin() + st / sz * sz * y + i, &v, sz);
             }
         return r.origin();
     };
@@ -328,11 +332,12 @@ Trial makeTrialAs(const Member& m, zt::Rng& rng, zt::Tight tight, int64_t w, int
     return t;
 }
 
-inline Trial makeTrial(const Member& m, zt::Rng& rng, zt::Tight tight, int64_t w = 0, int64_t h = 0, bool plain = false) {
+inline Trial makeTrial(const Member& m, zt::Rng& rng, zt::Tight tight, int64_t w = 0, int64_t h = 0, bool plain = false,
+                       int64_t step = 0, int64_t dstAt = -1) {
     const int px = m.channels * m.sampleBytes;
     if (!w) w = zt::randomWidth(rng, px);
     if (!h) h = zt::randomHeight(rng, w * px);
-    return zt::withType(m.type, [&](auto tag) { return makeTrialAs<typename decltype(tag)::type>(m, rng, tight, w, h, plain); });
+    return zt::withType(m.type, [&](auto tag) { return makeTrialAs<typename decltype(tag)::type>(m, rng, tight, w, h, plain, step, dstAt); });
 }
 
 inline int64_t ulps(float x, float y) {

@@ -52,8 +52,7 @@ __attribute__((visibility("default"))) void zelFree(void* p) {
 
 namespace {
 
-constexpr int64_t kPage64 = 64;
-int64_t roundUp64(int64_t n) { return (n + kPage64 - 1) / kPage64 * kPage64; }
+int64_t roundUp64(int64_t n) { return (n + 63) / 64 * 64; }
 
 // Every allocator of the export list with its long form: name, pixel size, both calls.
 struct Allocator {
@@ -75,21 +74,18 @@ const std::vector<Allocator>& allocators() {
     return v;
 }
 
-TEST(ImageMemory, EveryAllocatorHasALongForm) {
-    EXPECT_EQ(2 * allocators().size(), zt::exportsOf({"Malloc"}).size());
-    for (auto& a : allocators()) EXPECT_TRUE(a.fn32 && a.fnL && a.pixelBytes) << a.name;
-}
-
-// Every allocator: rows on 64-byte boundaries, step = row bytes rounded up to 64, one block of
-// step x height from the core allocator (every byte of it writable), released by zeliFree.
+// Every allocator and its long form: rows on 64-byte boundaries, step = row bytes rounded up to
+// 64, one block of step x height from the core allocator (every byte of it writable), released
+// by zeliFree, which hands null on too.
 TEST(ImageMemory, EveryAllocatorAlignsAndSizes) {
+    EXPECT_EQ(2 * allocators().size(), zt::exportsOf({"Malloc"}).size()) << "an allocator without a long form";
     zt::Rng rng = zt::Rng::forTest();
     for (auto& a : allocators()) {
         SCOPED_TRACE(a.name.c_str());
+        ASSERT_TRUE(a.fn32 && a.fnL && a.pixelBytes);
         for (int t = 0; t < 6; ++t) {
             int w = t == 0 ? 64 / std::min(a.pixelBytes, 64) : (int)rng.range(1, 300), h = (int)rng.range(1, 5);
             int64_t step = roundUp64((int64_t)w * a.pixelBytes);
-
             for (bool longForm : {false, true}) {
                 reset();
                 int s32 = -1;
@@ -98,8 +94,7 @@ TEST(ImageMemory, EveryAllocatorAlignsAndSizes) {
                 ASSERT_NE(p, nullptr) << w << "x" << h << (longForm ? " _L" : "");
                 EXPECT_EQ((uintptr_t)p % 64, 0u);
                 EXPECT_EQ(longForm ? sL : s32, step) << w << "x" << h;
-                EXPECT_EQ(g.calls32, !longForm);
-                EXPECT_EQ(g.callsL, longForm);
+                EXPECT_EQ(g.calls32 * 10 + g.callsL, longForm ? 1 : 10);
                 EXPECT_EQ(g.len, step * h);
                 memset(p, 0xA5, (size_t)(step * h));
                 zeliFree(p);
@@ -108,24 +103,6 @@ TEST(ImageMemory, EveryAllocatorAlignsAndSizes) {
             }
         }
     }
-}
-
-// The rule by example: one pixel, a 300-byte row, a 24-byte pixel, a row of exactly 64 bytes.
-TEST(ImageMemory, KnownSteps) {
-    int step = -1;
-    auto expect = [&](void* p, int wantStep, int64_t wantLen) {
-        EXPECT_NE(p, nullptr);
-        EXPECT_EQ(step, wantStep);
-        EXPECT_EQ(g.len, wantLen);
-        zeliFree(p);
-    };
-    expect(zeliMalloc_8u_C1(1, 1, &step), 64, 64);
-    expect(zeliMalloc_8u_C3(100, 10, &step), 320, 3200);
-    expect(zeliMalloc_32fc_C3(1, 1, &step), 64, 64);
-    expect(zeliMalloc_8u_C1(64, 2, &step), 64, 128);
-}
-
-TEST(ImageMemory, FreeHandsNullOn) {
     reset();
     zeliFree(nullptr);
     EXPECT_EQ(g.frees, 1);
@@ -154,94 +131,53 @@ TEST(ImageMemory, BadSizesClearTheStep) {
     }
 }
 
-TEST(ImageMemory, RowBytesAboveTheBound) {
-    reset();
-    int step = 7;
-    EXPECT_EQ(zeliMalloc_32fc_C4(67108864, 1, &step), nullptr);  // 2^31 row bytes
-    EXPECT_EQ(step, 0);
-    step = 7;
-    EXPECT_EQ(zeliMalloc_16u_C1(1073741824, 1, &step), nullptr);
-    EXPECT_EQ(step, 0);
-    EXPECT_EQ(g.calls32, 0);
-}
-
-// A block above the bound fails with the step already written: it is kept.
-TEST(ImageMemory, BlockAboveTheBoundKeepsTheStep) {
-    reset(true);
-    int step = 7;
-    EXPECT_EQ(zeliMalloc_8u_C1(65536, 32768, &step), nullptr);  // 2^31 bytes
-    EXPECT_EQ(step, 65536);
-    // Row bytes at the bound round to a step that no longer fits: stored as it wraps.
-    step = 7;
-    EXPECT_EQ(zeliMalloc_8u_C1(INT_MAX, 1, &step), nullptr);
-    EXPECT_EQ(step, INT_MIN);
-    step = 7;
-    EXPECT_EQ(zeliMalloc_16u_C1(1073741823, 1, &step), nullptr);
-    EXPECT_EQ(step, INT_MIN);
-    step = 7;
-    EXPECT_EQ(zeliMalloc_8u_C1(64, 33554432, &step), nullptr);
-    EXPECT_EQ(step, 64);
-    EXPECT_EQ(g.calls32, 0);
-
-    // Just below the bound the request goes to the core allocator, whose answer is returned.
-    reset(true);
-    EXPECT_EQ(zeliMalloc_8u_C1(64, 33554431, &step), kMarker);
-    EXPECT_EQ(g.len, 2147483584);
-    reset(true, nullptr);
-    step = 7;
-    EXPECT_EQ(zeliMalloc_8u_C4(1000, 1000, &step), nullptr);
-    EXPECT_EQ(step, 4032) << "a failing core allocator leaves the step";
-    EXPECT_EQ(g.calls32, 1);
-}
-
-TEST(ImageMemory, LongFormsLiftThe32BitBounds) {
-    reset(true);
-    Zel64s step = 7;
-    EXPECT_EQ(zeliMalloc_32fc_C4_L(67108864, 1, &step), kMarker);
-    EXPECT_EQ(step, 2147483648);
-    EXPECT_EQ(g.len, 2147483648);
-    EXPECT_EQ(zeliMalloc_8u_C1_L(65536, 32768, &step), kMarker);
-    EXPECT_EQ(step, 65536);
-    EXPECT_EQ(g.len, 2147483648);
-    EXPECT_EQ(zeliMalloc_8u_C1_L(1, 1, &step), kMarker);
-    EXPECT_EQ(step, 64);
-    EXPECT_EQ(g.len, 64);
-    EXPECT_EQ(zeliMalloc_8u_C1_L((Zel64s)1 << 40, (Zel64s)1 << 20, &step), kMarker);
-    EXPECT_EQ(g.len, (Zel64s)1 << 60);
-    EXPECT_EQ(g.calls32, 0);
-}
-
-TEST(ImageMemory, LongFormOverflow) {
-    reset(true);
-    // The row does not fit 64 bits, or its rounding up wraps: the step is cleared.
-    const Zel64s rowOverflow[][2] = {{INT64_MAX, 1}, {INT64_MAX - 62, 1}};
-    for (auto& wh : rowOverflow) {
-        Zel64s step = 7;
-        EXPECT_EQ(zeliMalloc_8u_C1_L(wh[0], wh[1], &step), nullptr) << wh[0];
-        EXPECT_EQ(step, 0) << wh[0];
+// The bounds, with the core allocator answering `core` without allocating. A row above the
+// bound clears the step and requests nothing; a block above it fails with the step already
+// written (at the 32-bit bound the rounded step is stored as it wraps); just below, the request
+// goes to the core allocator, whose answer is returned with the step. The long forms lift the
+// 32-bit bounds; a row that does not fit 64 bits, or whose rounding wraps, clears the step.
+TEST(ImageMemory, Bounds) {
+    const int64_t big = INT64_MAX - 63, e40 = int64_t(1) << 40;
+    const struct {
+        const char* name;
+        int64_t w, h;
+        void* core;     // the core allocator's answer
+        int64_t step;   // the step stored
+        int64_t len;    // requested from the core allocator; -1: not called
+    } cases[] = {
+        {"zeliMalloc_32fc_C4", 67108864, 1, kMarker, 0, -1},  // 2^31 row bytes
+        {"zeliMalloc_16u_C1", 1073741824, 1, kMarker, 0, -1},
+        {"zeliMalloc_8u_C1", 65536, 32768, kMarker, 65536, -1},  // a block of 2^31 bytes
+        {"zeliMalloc_8u_C1", INT_MAX, 1, kMarker, INT_MIN, -1},
+        {"zeliMalloc_16u_C1", 1073741823, 1, kMarker, INT_MIN, -1},
+        {"zeliMalloc_8u_C1", 64, 33554432, kMarker, 64, -1},
+        {"zeliMalloc_8u_C1", 64, 33554431, kMarker, 64, 2147483584},
+        {"zeliMalloc_8u_C4", 1000, 1000, nullptr, 4032, 4032000},  // a failing core allocator
+        {"zeliMalloc_32fc_C4_L", 67108864, 1, kMarker, int64_t(1) << 31, int64_t(1) << 31},
+        {"zeliMalloc_8u_C1_L", 65536, 32768, kMarker, 65536, int64_t(1) << 31},
+        {"zeliMalloc_8u_C1_L", 1, 1, kMarker, 64, 64},
+        {"zeliMalloc_8u_C1_L", e40, int64_t(1) << 20, kMarker, e40, int64_t(1) << 60},
+        {"zeliMalloc_8u_C1_L", INT64_MAX, 1, kMarker, 0, -1},
+        {"zeliMalloc_8u_C1_L", INT64_MAX - 62, 1, kMarker, 0, -1},
+        {"zeliMalloc_32fc_C4_L", INT64_MAX / 16, 1, kMarker, 0, -1},
+        {"zeliMalloc_8u_C1_L", big, 1, kMarker, big, big},  // the largest row that still rounds
+        {"zeliMalloc_8u_C1_L", e40, int64_t(1) << 30, kMarker, e40, -1},
+        {"zeliMalloc_8u_C1_L", big, 2, kMarker, big, -1},
+        {"zeliMalloc_16s_AC4_L", int64_t(1) << 29, int64_t(1) << 31, kMarker, int64_t(1) << 32, -1},  // 2^32 x 2^31
+    };
+    for (auto& k : cases) {
+        SCOPED_TRACE(::testing::Message() << k.name << " " << k.w << "x" << k.h);
+        reset(true, k.core);
+        zt::Name n = zt::parseName(k.name);
+        int s32 = 7;
+        Zel64s sL = 7;
+        void* p = n.longForm ? zt::invoke<void*>(n.fn, (Zel64s)k.w, (Zel64s)k.h, &sL) : zt::invoke<void*>(n.fn, (int)k.w, (int)k.h, &s32);
+        EXPECT_EQ(p, k.len < 0 ? nullptr : k.core);
+        EXPECT_EQ(n.longForm ? sL : s32, k.step);
+        EXPECT_EQ(g.calls32 + g.callsL, k.len >= 0);
+        EXPECT_EQ(g.len, k.len);
+        EXPECT_EQ(g.callsL, n.longForm && k.len >= 0);
     }
-    Zel64s step = 7;
-    EXPECT_EQ(zeliMalloc_32fc_C4_L(INT64_MAX / 16, 1, &step), nullptr);
-    EXPECT_EQ(step, 0);
-    EXPECT_EQ(g.callsL, 0);
-
-    // The largest row that still rounds.
-    EXPECT_EQ(zeliMalloc_8u_C1_L(INT64_MAX - 63, 1, &step), kMarker);
-    EXPECT_EQ(step, INT64_MAX - 63);
-    EXPECT_EQ(g.callsL, 1);
-
-    // step x height does not fit: null with the step kept.
-    reset(true);
-    step = 7;
-    EXPECT_EQ(zeliMalloc_8u_C1_L((Zel64s)1 << 40, (Zel64s)1 << 30, &step), nullptr);
-    EXPECT_EQ(step, (Zel64s)1 << 40);
-    step = 7;
-    EXPECT_EQ(zeliMalloc_8u_C1_L(INT64_MAX - 63, 2, &step), nullptr);
-    EXPECT_EQ(step, INT64_MAX - 63);
-    step = 7;
-    EXPECT_EQ(zeliMalloc_16s_AC4_L((Zel64s)1 << 29, (Zel64s)1 << 31, &step), nullptr);  // 2^32 x 2^31
-    EXPECT_EQ(step, (Zel64s)1 << 32);
-    EXPECT_EQ(g.callsL, 0);
 }
 
 }  // namespace

@@ -41,16 +41,4 @@ TEST(TestKit, CheckOrderCatchesAChecksOutOfOrder) {
     EXPECT_EQ(failures.size(), 1) << "exactly the combined row fails";
 }
 
-TEST(TestKit, ExportNamesReadBack) {
-    zt::Name n = zt::parseName("zeliAddC_16s_AC4IRSfs_L");
-    EXPECT_EQ(n.op + "|" + n.type + "|" + n.layout, "AddC|16s|AC4");
-    EXPECT_EQ(n.sampleBytes * 1000 + n.channels * 100 + n.used * 10 + n.isSigned, 2431);
-    EXPECT_TRUE(n.inPlace && n.roi && n.scaled && n.longForm && !n.isFloat && !n.planar && n.fn);
-    zt::Name d = zt::parseName("zeliDotProdCol_32f_L2"), p = zt::parseName("zeliDotProd_8u64f_C3R");
-    EXPECT_EQ(d.op + "|" + d.type + "|" + p.op + "|" + p.type, "DotProdCol|32f|DotProd|8u");
-    EXPECT_FALSE(d.longForm || d.roi);
-    EXPECT_EQ(zt::parseName("zeliMalloc_32fc_C2").sampleBytes, 8);
-    EXPECT_TRUE(zt::parseName("zeliAlphaComp_8u_AP4IR").planar);
-}
-
 }  // namespace

@@ -39,16 +39,10 @@ TEST(Placeholders, EveryPlaceholderFailsAndWritesNothing) {
         ++placeholders;
         void* fn = dlsym(RTLD_DEFAULT, e.name);
         zt::Shadow before(watch);
-        std::string kind = e.kind;
-        if (kind == "status") {
-            auto f = (ZelStatus(*)(void*, void*, void*, void*, void*, void*))fn;
-            EXPECT_EQ(f(a[0], a[1], a[2], a[3], a[4], a[5]), zelStsNotSupportedModeErr) << e.name;
-        } else if (kind == "null") {
-            auto f = (void* (*)(void*, void*, void*, void*, void*, void*))fn;
-            EXPECT_EQ(f(a[0], a[1], a[2], a[3], a[4], a[5]), nullptr) << e.name;
-        } else {
-            ((void (*)(void*, void*, void*, void*, void*, void*))fn)(a[0], a[1], a[2], a[3], a[4], a[5]);
-        }
+        const std::string kind = e.kind;
+        if (kind == "status") EXPECT_EQ(zt::invoke(fn, a[0], a[1], a[2], a[3], a[4], a[5]), zelStsNotSupportedModeErr) << e.name;
+        else if (kind == "null") EXPECT_EQ(zt::invoke<void*>(fn, a[0], a[1], a[2], a[3], a[4], a[5]), nullptr) << e.name;
+        else zt::invoke<void>(fn, a[0], a[1], a[2], a[3], a[4], a[5]);
         EXPECT_TRUE(before.matches()) << e.name;
     }
     RecordProperty("placeholders", placeholders);

@@ -24,7 +24,7 @@ struct ElfSymbol {
 
 class ElfReader {
 public:
-    explicit ElfReader(const std::string& path) : path_(path) {
+    explicit ElfReader(const std::string& path) {
         std::ifstream f(path, std::ios::binary);
         data_.assign(std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>());
         if (data_.size() < sizeof(Elf64_Ehdr) || memcmp(data_.data(), ELFMAG, SELFMAG) != 0 ||
@@ -44,21 +44,12 @@ public:
     }
 
     bool ok() const { return !data_.empty(); }
-    const std::string& path() const { return path_; }
     const std::vector<Elf64_Phdr>& segments() const { return segments_; }
     const std::vector<ElfSymbol>& symbols(bool dynamic) const { return dynamic ? dynsym_ : symtab_; }
 
     const ElfSymbol* symbol(const std::string& name, bool dynamic) const {
         for (auto& s : symbols(dynamic))
             if (s.name == name) return &s;
-        return nullptr;
-    }
-
-    const Elf64_Shdr* section(const std::string& name) const {
-        if (!ehdr_ || ehdr_->e_shstrndx >= sections_.size()) return nullptr;
-        const char* names = (const char*)data_.data() + sections_[ehdr_->e_shstrndx].sh_offset;
-        for (auto& s : sections_)
-            if (name == names + s.sh_name) return &s;
         return nullptr;
     }
 
@@ -84,11 +75,12 @@ public:
         return out;
     }
 
+    // NEEDED names live in the string table the dynamic section links to.
     std::vector<std::string> needed() const {
         std::vector<std::string> out;
-        const Elf64_Shdr* dynstr = section(".dynstr");
-        if (!dynstr) return out;
-        for (uint64_t v : dynamic(DT_NEEDED)) out.push_back((const char*)data_.data() + dynstr->sh_offset + v);
+        for (auto& s : sections_)
+            if (s.sh_type == SHT_DYNAMIC)
+                for (uint64_t v : dynamic(DT_NEEDED)) out.push_back((const char*)data_.data() + sections_[s.sh_link].sh_offset + v);
         return out;
     }
 
@@ -114,7 +106,6 @@ private:
         }
     }
 
-    std::string path_;
     std::vector<uint8_t> data_;
     const Elf64_Ehdr* ehdr_ = nullptr;
     std::vector<Elf64_Shdr> sections_;

@@ -71,12 +71,14 @@
 //
 // Helpers
 //   zt::bitsOf(x) / zt::fromBits<T>(u)  exact bit patterns of floating-point values.
+//   zt::paramName  names a parameterised test's instances after their members' names.
 //   zt::sameBytes(region, expected)  one region against expected bytes, naming the first difference.
 //   zt::ElfReader (elf_reader.h)  symbols, relocations, segments and NEEDED entries of a built library.
 //
 // Where tests go: tests/<subsystem>/*.cpp, one executable per folder, found by the build. A
-// worked example of a whole family written with this kit (member table, one scalar model for
-// every member, random trials, check-order tables) is tests/convert/copy_members.{h,cpp}.
+// worked example of families written with this kit (members read from their export names, one
+// rule per operation, random trials, exhaustive inputs, check-order tables) is
+// tests/arith/sample_ops.h with tests/arith/test_sample_ops.cpp.
 #pragma once
 
 #include <ctype.h>
@@ -93,6 +95,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "elf_reader.h"
@@ -266,7 +269,6 @@ public:
         }
         return ::testing::AssertionSuccess();
     }
-    std::vector<uint8_t>& copy(size_t i) { return copies_[i]; }
 
 private:
     std::vector<const Region*> regions_;
@@ -518,14 +520,10 @@ auto withType(const std::string& t, F&& f) {
 
 // ---- helpers -------------------------------------------------------------------------------
 
-inline uint32_t bitsOf(float f) {
-    uint32_t u;
-    memcpy(&u, &f, 4);
-    return u;
-}
-inline uint64_t bitsOf(double d) {
-    uint64_t u;
-    memcpy(&u, &d, 8);
+template <class F>
+auto bitsOf(F f) {
+    std::conditional_t<sizeof(F) == 4, uint32_t, uint64_t> u;
+    memcpy(&u, &f, sizeof u);
     return u;
 }
 template <class T, class U>
@@ -535,5 +533,9 @@ T fromBits(U u) {
     memcpy(&t, &u, sizeof t);
     return t;
 }
+
+// Names the instances of a parameterised test after their members (any parameter with a name):
+// INSTANTIATE_TEST_SUITE_P(Family, Test, ::testing::ValuesIn(members), zt::paramName).
+inline constexpr auto paramName = [](const auto& info) { return std::string(info.param.name); };
 
 }  // namespace zt

@@ -36,6 +36,4 @@ inline std::vector<Member> members(std::initializer_list<std::string> families) 
     return v;
 }
 
-inline std::string nameOf(const ::testing::TestParamInfo<Member>& info) { return info.param.name; }
-
 }  // namespace st
