@@ -15,7 +15,7 @@ const char* const kImplemented[] = {
     "And, Or, Xor", "AndC, OrC, XorC", "Not", "LShiftC, RShiftC", "Complement", "Compare, CompareC",
     "CompareEqualEps, CompareEqualEpsC", "Abs", "Sqr", "Sqrt", "Exp, Ln", "MulScale, MulCScale",
     "AlphaComp", "AlphaCompC", "AlphaPremul, AlphaPremulC", "CompColorKey, AlphaCompColorKey",
-    "Convert", "Scale", "ScaleC",
+    "Convert", "Convert (bit planes)", "Scale", "ScaleC",
     "Threshold", "ComputeThreshold_Otsu", "ThresholdAdaptiveBox, ThresholdAdaptiveGauss",
 };
 
