@@ -319,7 +319,9 @@ TEST(Alpha8u, EveryColourAlphaPair) {
             modelPixel<Zel8u>(m, p, &a[i], &b[i], want);
             ASSERT_EQ(memcmp(want, &d[i], 4), 0) << m.name << " type " << p.type << " A " << +a[i] << "/" << +a[i + 3] << " B "
                                                  << +b[i] << "/" << +b[i + 3];
-            if (m.kind == Kind::Comp && p.type % 6 == 0 && a[i + 3] == 255) ASSERT_EQ(d[i], a[i]) << "opaque A over anything";
+            if (m.kind == Kind::Comp && p.type % 6 == 0 && a[i + 3] == 255) {
+                ASSERT_EQ(d[i], a[i]) << "opaque A over anything";
+            }
         }
     };
     const auto all = members();

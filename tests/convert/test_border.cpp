@@ -8,41 +8,24 @@ namespace {
 
 enum Kind { Const, Replicate, Mirror, Wrap };
 
-struct Member {
-    std::string name;
+struct Member : zt::Name {
     Kind kind = Const;
-    int sample = 1, channels = 1;
-    bool alpha = false, inPlace = false, longForm = false, isFloat = false;
-    void* fn = nullptr;
-    int pixel() const { return sample * channels; }
+    bool alpha() const { return layout == "AC4"; }
+    int pixel() const { return sampleBytes * channels; }
 };
-
 void PrintTo(const Member& m, std::ostream* os) { *os << m.name; }
-
-Member parse(const std::string& name) {
-    Member m;
-    m.name = name;
-    m.fn = dlsym(RTLD_DEFAULT, name.c_str());
-    m.kind = name.find("Const") != std::string::npos       ? Const
-             : name.find("Replicate") != std::string::npos ? Replicate
-             : name.find("Mirror") != std::string::npos    ? Mirror
-                                                           : Wrap;
-    std::string type = name.substr(name.find('_') + 1);
-    std::string lay = type.substr(type.find('_') + 1);
-    type = type.substr(0, type.find('_'));
-    m.sample = type == "8u" ? 1 : type[0] == '1' ? 2 : 4;
-    m.isFloat = type == "32f";
-    m.alpha = lay.rfind("AC4", 0) == 0;
-    m.channels = m.alpha ? 4 : lay[1] - '0';
-    m.inPlace = lay.find("IR") != std::string::npos;
-    m.longForm = lay.find("_L") != std::string::npos;
-    return m;
-}
 
 std::vector<Member> members() {
     std::vector<Member> v;
-    for (auto& n : zt::exportsOf({"CopyConstBorder, CopyReplicateBorder, CopyMirrorBorder, CopyWrapBorder"}))
-        v.push_back(parse(n));
+    for (auto& n : zt::namesOf({"CopyConstBorder, CopyReplicateBorder, CopyMirrorBorder, CopyWrapBorder"})) {
+        Member m;
+        static_cast<zt::Name&>(m) = n;
+        m.kind = n.op == "CopyConstBorder"       ? Const
+                 : n.op == "CopyReplicateBorder" ? Replicate
+                 : n.op == "CopyMirrorBorder"    ? Mirror
+                                                 : Wrap;
+        v.push_back(m);
+    }
     return v;
 }
 
@@ -55,33 +38,23 @@ struct Args {
     const uint8_t* value;  // the constant's samples (null pointer where the member takes an array)
 };
 
-template <class... A>
-ZelStatus invoke(void* fn, A... a) {
-    return ((ZelStatus(*)(A...))fn)(a...);
-}
-
-// Calls the member with the argument types of its form; a one-channel constant is passed by
-// value (a float in its own register class).
+// Calls the member with the argument types of its form; a one-channel constant goes by value.
 ZelStatus call(const Member& m, const Args& a) {
-    ZeliSize s{(int)a.sw, (int)a.sh}, d{(int)a.dw, (int)a.dh};
-    ZeliSizeL sl{a.sw, a.sh}, dl{a.dw, a.dh};
-    int iv = 0;
-    float fv = 0;
-    const bool scalar = m.kind == Const && m.channels == 1;
-    if (scalar && m.sample == 1) iv = a.value[0];
-    else if (scalar && m.sample == 2) iv = m.name.find("16s") != std::string::npos ? *(const int16_t*)a.value : *(const uint16_t*)a.value;
-    else if (scalar) memcpy(m.isFloat ? (void*)&fv : (void*)&iv, a.value, 4);
-    auto withValue = [&](auto... lead) -> ZelStatus {
-        if (m.kind != Const) return invoke(m.fn, lead...);
-        if (scalar && m.isFloat) return invoke(m.fn, lead..., fv);
-        if (scalar) return invoke(m.fn, lead..., iv);
-        return invoke(m.fn, lead..., (const void*)a.value);
-    };
-    const int ss = (int)a.srcStep, ds = (int)a.dstStep, t = (int)a.top, l = (int)a.left;
-    if (m.inPlace && !m.longForm) return withValue(a.dst, ds, s, d, t, l);
-    if (m.inPlace) return withValue(a.dst, a.dstStep, sl, dl, a.top, a.left);
-    if (!m.longForm) return withValue(a.src, ss, s, a.dst, ds, d, t, l);
-    return withValue(a.src, a.srcStep, sl, a.dst, a.dstStep, dl, a.top, a.left);
+    return zt::withType(m.type, [&](auto tag) {
+        typename decltype(tag)::type v;
+        memcpy(&v, a.value ? a.value : (const uint8_t*)"\0\0\0\0", sizeof v);
+        auto withValue = [&](auto... lead) -> ZelStatus {
+            if (m.kind != Const) return zt::invoke(m.fn, lead...);
+            return m.channels == 1 ? zt::invoke(m.fn, lead..., v) : zt::invoke(m.fn, lead..., (const void*)a.value);
+        };
+        const ZeliSize s{(int)a.sw, (int)a.sh}, d{(int)a.dw, (int)a.dh};
+        const ZeliSizeL sl{a.sw, a.sh}, dl{a.dw, a.dh};
+        const int ss = (int)a.srcStep, ds = (int)a.dstStep, t = (int)a.top, l = (int)a.left;
+        if (m.inPlace && !m.longForm) return withValue(a.dst, ds, s, d, t, l);
+        if (m.inPlace) return withValue(a.dst, a.dstStep, sl, dl, a.top, a.left);
+        if (!m.longForm) return withValue(a.src, ss, s, a.dst, ds, d, t, l);
+        return withValue(a.src, a.srcStep, sl, a.dst, a.dstStep, dl, a.top, a.left);
+    });
 }
 
 // The source index that border index i (any integer) reads, by the rule of each kind.
@@ -110,7 +83,7 @@ void geometry(zt::Rng& rng, Args& a) {
 
 // One call against the model. samePointer: an out-of-place member called with pSrc == pDst.
 void trial(const Member& m, zt::Rng& rng, zt::Tight tight, bool samePointer) {
-    const int P = m.pixel(), S = m.sample;
+    const int P = m.pixel(), S = m.sampleBytes;
     Args a{};
     geometry(rng, a);
     const bool inPlace = m.inPlace || samePointer;
@@ -125,9 +98,9 @@ void trial(const Member& m, zt::Rng& rng, zt::Tight tight, bool samePointer) {
     a.src = srcOrigin, a.srcStep = inPlace ? ds : ss;
     a.dst = m.inPlace ? (uint8_t*)srcOrigin : dst.origin(), a.dstStep = ds;
     if (samePointer) a.dst = (uint8_t*)srcOrigin, a.dstStep = rng.chance(0.5) ? ds : ds + 7;
-    a.value = m.kind == Const ? value.origin() + 16 - (m.alpha ? 3 : m.channels) * S : nullptr;
+    a.value = m.kind == Const ? value.origin() + 16 - (m.alpha() ? 3 : m.channels) * S : nullptr;
     zt::Shadow orig({&src, &dst, &value}), expect({&src, &dst, &value});
-    const int write = m.alpha ? 3 * S : P;
+    const int write = m.alpha() ? 3 * S : P;
     const uint8_t* so = orig(srcOrigin);
     for (int64_t y = 0; y < a.dh; ++y)
         for (int64_t x = 0; x < a.dw; ++x) {
@@ -165,7 +138,7 @@ TEST_P(BorderCopy, ChecksArgumentsInOrder) {
     src.randomize(rng), dst.randomize(rng), value.randomize(rng);
     Args valid{src.origin(), src.step(), dst.origin(), dst.step(), 5, 4, 9, 8, 2, 3, nullptr};
     if (m.inPlace) valid.dst = dst.origin() + 2 * dst.step() + 3 * P;
-    if (m.kind == Const) valid.value = value.origin() + 16 - (m.alpha ? 3 : m.channels) * m.sample;
+    if (m.kind == Const) valid.value = value.origin() + 16 - (m.alpha() ? 3 : m.channels) * m.sampleBytes;
     zt::CheckOrder<Args> co{valid, [&m](const Args& a) { return call(m, a); }, {&src, &dst, &value}};
     co.row("null pointers", [&m](Args& a) { a.src = nullptr, a.dst = nullptr; if (m.kind == Const && m.channels > 1) a.value = nullptr; }, zelStsNullPtrErr);
     co.row("steps 0 and -1", [](Args& a) { a.srcStep = 0, a.dstStep = -1; }, zelStsStepErr);
@@ -187,8 +160,7 @@ TEST_P(BorderCopy, ChecksArgumentsInOrder) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Convert, BorderCopy, ::testing::ValuesIn(members()),
-                         [](const ::testing::TestParamInfo<Member>& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Convert, BorderCopy, ::testing::ValuesIn(members()), zt::paramName);
 
 // pSrc == pDst: Replicate and Mirror take the in-place form before any check, Wrap after.
 TEST(BorderCopyEdges, SamePointerHandOverComesBeforeOrAfterTheChecks) {

@@ -1,47 +1,31 @@
 // Mirror and Transpose: every member against a scalar model of the flip on random geometry in
 // guarded memory (odd, zero and negative steps where the family takes them; in place and out
 // of place), and the argument-check orders.
-#include <set>
-
 #include "zel_test_kit.h"
 
 namespace {
 
-using MirrorR = ZelStatus (*)(const void*, int, void*, int, ZeliSize, int);
-using MirrorIR = ZelStatus (*)(void*, int, ZeliSize, int);
-using TransposeR = ZelStatus (*)(const void*, int, void*, int, ZeliSize);
-using TransposeIR = ZelStatus (*)(void*, int, ZeliSize);
-
-struct Member {
-    std::string name;
-    int sample = 1, channels = 1;  // bytes per sample, samples per pixel
-    bool alpha = false, inPlace = false, transpose = false;
-    void* fn = nullptr;
-    int pixel() const { return sample * channels; }
+struct Member : zt::Name {
+    bool transpose = false;
+    bool alpha() const { return layout == "AC4"; }
+    int pixel() const { return sampleBytes * channels; }
 };
-
 void PrintTo(const Member& m, std::ostream* os) { *os << m.name; }
 
-// Reads the layout from the export's name: zeli<Op>_<type>_<layout><form>.
-Member parse(const std::string& name) {
-    Member m;
-    m.name = name;
-    m.fn = dlsym(RTLD_DEFAULT, name.c_str());
-    m.transpose = name.find("Transpose") != std::string::npos;
-    std::string type = name.substr(name.find('_') + 1);
-    std::string lay = type.substr(type.find('_') + 1);
-    type = type.substr(0, type.find('_'));
-    m.sample = type == "8u" ? 1 : type[0] == '1' ? 2 : type == "32fc" ? 8 : 4;
-    m.alpha = lay.rfind("AC4", 0) == 0;
-    m.channels = m.alpha ? 4 : lay[1] - '0';
-    m.inPlace = lay.find("IR") != std::string::npos;
-    return m;
+std::vector<Member> members() {
+    std::vector<Member> v;
+    for (auto& n : zt::namesOf({"Mirror", "Transpose"})) {
+        Member m;
+        static_cast<zt::Name&>(m) = n;
+        m.transpose = n.op == "Transpose";
+        v.push_back(m);
+    }
+    return v;
 }
 
-std::vector<Member> members(const char* family) {
-    std::vector<Member> v;
-    for (auto& n : zt::exportsOf({family})) v.push_back(parse(n));
-    return v;
+ZelStatus call(const Member& m, const void* src, int srcStep, void* dst, int dstStep, ZeliSize roi, int flip) {
+    if (m.transpose) return m.inPlace ? zt::invoke(m.fn, dst, dstStep, roi) : zt::invoke(m.fn, src, srcStep, dst, dstStep, roi);
+    return m.inPlace ? zt::invoke(m.fn, dst, dstStep, roi, flip) : zt::invoke(m.fn, src, srcStep, dst, dstStep, roi, flip);
 }
 
 // Source pixel (sx, sy) that lands on destination pixel (x, y) under a flip of a w x h source.
@@ -58,7 +42,7 @@ void inverse(int flip, int64_t w, int64_t h, int64_t x, int64_t y, int64_t& sx, 
 // One call: builds guarded images, runs the library and checks every byte against the model
 // (applied to a snapshot, reading the source from a second, untouched snapshot).
 void trial(const Member& m, zt::Rng& rng, zt::Tight tight, int flip, bool samePointer) {
-    const int P = m.pixel(), S = m.sample;
+    const int P = m.pixel(), S = m.sampleBytes;
     const bool diag = flip >= 3, swapsSize = diag;
     int64_t w, h;
     auto side = [&] { return rng.chance(0.15) ? rng.range(250, 300) : rng.range(1, 90); };  // past one 256 block
@@ -80,7 +64,7 @@ void trial(const Member& m, zt::Rng& rng, zt::Tight tight, int flip, bool samePo
     if (samePointer) ds = ss;
     const int64_t rs = ss / S * S, rd = (m.inPlace || samePointer ? ss : ds) / S * S;
     zt::Shadow orig({&src, &dst}), expect({&src, &dst});
-    const int write = m.alpha ? 3 * S : P;
+    const int write = m.alpha() ? 3 * S : P;
     for (int64_t y = 0; y < dh; ++y)
         for (int64_t x = 0; x < dw; ++x) {
             int64_t sx, sy;
@@ -88,35 +72,26 @@ void trial(const Member& m, zt::Rng& rng, zt::Tight tight, int flip, bool samePo
             else inverse(flip, w, h, x, y, sx, sy);
             memcpy(expect(dst.origin()) + y * rd + x * P, orig(in.origin()) + sy * rs + sx * P, write);
         }
-    ZeliSize roi{(int)w, (int)h};
-    ZelStatus st;
-    if (m.transpose && m.inPlace) st = ((TransposeIR)m.fn)(dst.origin(), (int)ss, roi);
-    else if (m.transpose) st = ((TransposeR)m.fn)(in.origin(), (int)ss, dst.origin(), (int)ds, roi);
-    else if (m.inPlace) st = ((MirrorIR)m.fn)(dst.origin(), (int)ss, roi, flip);
-    else st = ((MirrorR)m.fn)(in.origin(), (int)ss, dst.origin(), (int)ds, roi, flip);
+    const ZelStatus st = call(m, in.origin(), (int)ss, dst.origin(), (int)(m.inPlace ? ss : ds), {(int)w, (int)h}, flip);
     SCOPED_TRACE(::testing::Message() << m.name << " flip " << flip << " " << w << "x" << h << " steps " << ss
                                       << "," << ds);
     ASSERT_EQ(st, zelStsNoErr);
     EXPECT_TRUE(expect.matches());
 }
 
-class Mirror : public ::testing::TestWithParam<Member> {};
-class Transpose : public ::testing::TestWithParam<Member> {};
+// Transpose is the flip about the main diagonal (3) alone.
+class Flip : public ::testing::TestWithParam<Member> {};
+int firstFlip(const Member& m) { return m.transpose ? 3 : 0; }
+int lastFlip(const Member& m) { return m.transpose ? 3 : 4; }
 
-TEST_P(Mirror, MatchesScalarModel) {
+TEST_P(Flip, MatchesScalarModel) {
     const Member& m = GetParam();
     ZT_SKIP_IF_PLACEHOLDER(m.name.c_str());
-    zt::forTrials(6, [&](zt::Rng& rng, zt::Tight tight, int t) {
-        for (int flip = 0; flip <= 4; ++flip) trial(m, rng, tight, flip, false);
+    zt::forTrials(m.transpose ? 10 : 6, [&](zt::Rng& rng, zt::Tight tight, int t) {
+        for (int flip = firstFlip(m); flip <= lastFlip(m); ++flip) trial(m, rng, tight, flip, false);
         // The same pointer and step hands an axis flip over to the in-place form.
-        if (!m.inPlace) trial(m, rng, tight, t % 3, true);
+        if (!m.inPlace && !m.transpose) trial(m, rng, tight, t % 3, true);
     });
-}
-
-TEST_P(Transpose, MatchesScalarModel) {
-    const Member& m = GetParam();
-    ZT_SKIP_IF_PLACEHOLDER(m.name.c_str());
-    zt::forTrials(10, [&](zt::Rng& rng, zt::Tight tight, int) { trial(m, rng, tight, 3, false); });
 }
 
 struct CallArgs {
@@ -137,14 +112,8 @@ void checkOrder(const Member& m, int flip) {
     src.randomize(rng);
     dst.randomize(rng);
     CallArgs valid{src.origin(), (int)src.step(), dst.origin(), (int)dst.step(), {6, 6}, flip};
-    auto call = [&m](const CallArgs& a) -> ZelStatus {
-        if (m.transpose)
-            return m.inPlace ? ((TransposeIR)m.fn)(a.dst, a.dstStep, a.roi)
-                             : ((TransposeR)m.fn)(a.src, a.srcStep, a.dst, a.dstStep, a.roi);
-        return m.inPlace ? ((MirrorIR)m.fn)(a.dst, a.dstStep, a.roi, a.flip)
-                         : ((MirrorR)m.fn)(a.src, a.srcStep, a.dst, a.dstStep, a.roi, a.flip);
-    };
-    zt::CheckOrder<CallArgs> co{valid, call, {&src, &dst}};
+    auto callIt = [&m](const CallArgs& a) { return call(m, a.src, a.srcStep, a.dst, a.dstStep, a.roi, a.flip); };
+    zt::CheckOrder<CallArgs> co{valid, callIt, {&src, &dst}};
     auto nullPtr = [](CallArgs& a) { a.src = nullptr, a.dst = nullptr; };
     co.row("null pointer", nullPtr, zelStsNullPtrErr);
     const bool diag = !m.transpose && flip >= 3;
@@ -162,22 +131,15 @@ void checkOrder(const Member& m, int flip) {
     co.run();
 }
 
-TEST_P(Mirror, ChecksArgumentsInOrder) {
+TEST_P(Flip, ChecksArgumentsInOrder) {
     ZT_SKIP_IF_PLACEHOLDER(GetParam().name.c_str());
-    for (int flip = 0; flip <= 4; ++flip) {
+    for (int flip = firstFlip(GetParam()); flip <= lastFlip(GetParam()); ++flip) {
         SCOPED_TRACE(::testing::Message() << "flip " << flip);
         checkOrder(GetParam(), flip);
     }
 }
 
-TEST_P(Transpose, ChecksArgumentsInOrder) {
-    ZT_SKIP_IF_PLACEHOLDER(GetParam().name.c_str());
-    checkOrder(GetParam(), 3);
-}
-
-auto nameOf = [](const ::testing::TestParamInfo<Member>& info) { return info.param.name; };
-INSTANTIATE_TEST_SUITE_P(Convert, Mirror, ::testing::ValuesIn(members("Mirror")), nameOf);
-INSTANTIATE_TEST_SUITE_P(Convert, Transpose, ::testing::ValuesIn(members("Transpose")), nameOf);
+INSTANTIATE_TEST_SUITE_P(Convert, Flip, ::testing::ValuesIn(members()), zt::paramName);
 
 TEST(MirrorEdges, DiagonalOverlapIsTestedBothWays) {
     ZT_SKIP_IF_PLACEHOLDER("zeliMirror_8u_C1R");

@@ -13,31 +13,23 @@ namespace {
 
 enum class Kind { Clamp, Replace, Both };
 
-struct Member {
-    std::string name;
-    Kind kind;
-    int op;  // the fixed comparison, or -1 when the member takes one
-    int type, sample, channels;  // type: 0 8u, 1 16u, 2 16s, 3 32f
-    bool alpha, inPlace;
-    void* fn;
-    int used() const { return alpha ? 3 : channels; }
+// zeliThreshold[_<form>]_<type>_<layout>: the form gives the rule and the comparison (GT, LT), or
+// the member takes the comparison (cmp -1).
+struct Member : zt::Name {
+    Kind kind = Kind::Clamp;
+    int cmp = -1;
 };
 void PrintTo(const Member& m, std::ostream* os) { *os << m.name; }
 
-// zeliThreshold<form>_<type>_<layout>: the form decides the rule and the comparison.
 std::vector<Member> fixedMembers() {
-    const struct { const char* form; Kind kind; int op; } forms[] = {
-        {"_LTValGTVal_", Kind::Both, -1}, {"_GTVal_", Kind::Replace, 4}, {"_LTVal_", Kind::Replace, 0},
-        {"_Val_", Kind::Replace, -1},     {"_GT_", Kind::Clamp, 4},      {"_LT_", Kind::Clamp, 0}, {"_", Kind::Clamp, -1}};
     std::vector<Member> v;
-    for (auto& n : zt::exportsOf({"Threshold"})) {
-        size_t i = 0;
-        while (n.compare(13, strlen(forms[i].form), forms[i].form)) ++i;
-        std::string type = n.substr(13 + strlen(forms[i].form)), lay = type.substr(type.find('_') + 1);
-        int t = type[0] == '8' ? 0 : type.rfind("16u", 0) == 0 ? 1 : type[0] == '1' ? 2 : 3;
-        bool alpha = lay[0] == 'A';
-        v.push_back({n, forms[i].kind, forms[i].op, t, t == 0 ? 1 : t == 3 ? 4 : 2, alpha ? 4 : lay[1] - '0', alpha,
-                     lay.find("IR") != std::string::npos, dlsym(RTLD_DEFAULT, n.c_str())});
+    for (auto& n : zt::namesOf({"Threshold"})) {
+        Member m;
+        static_cast<zt::Name&>(m) = n;
+        const std::string f = n.op.substr(std::min<size_t>(n.op.size(), 10));  // after "Threshold_"
+        m.kind = f == "LTValGTVal" ? Kind::Both : f.find("Val") != std::string::npos ? Kind::Replace : Kind::Clamp;
+        m.cmp = f == "GT" || f == "GTVal" ? zelCmpGreater : f == "LT" || f == "LTVal" ? zelCmpLess : -1;
+        v.push_back(m);
     }
     return v;
 }
@@ -54,29 +46,27 @@ struct Call {
     bool kNull = false;
 };
 
-template <class T, class... A>
-ZelStatus invoke(const Member& m, const Call& c, A... a) {
-    if (m.inPlace) return ((ZelStatus(*)(T*, int, ZeliSize, A...))m.fn)((T*)c.dst, c.dstStep, c.roi, a...);
-    return ((ZelStatus(*)(const T*, int, T*, int, ZeliSize, A...))m.fn)((const T*)c.src, c.srcStep, (T*)c.dst,
-                                                                        c.dstStep, c.roi, a...);
-}
-template <class T, class V>
-ZelStatus shape(const Member& m, const Call& c, V t1, V v1, V t2, V v2) {
-    const ZelCmpOp op = (ZelCmpOp)c.op;
-    if (m.kind == Kind::Both) return invoke<T>(m, c, t1, v1, t2, v2);
-    if (m.kind == Kind::Replace) return m.op < 0 ? invoke<T>(m, c, t1, v1, op) : invoke<T>(m, c, t1, v1);
-    return m.op < 0 ? invoke<T>(m, c, t1, op) : invoke<T>(m, c, t1);
-}
 // One-channel members take their constants by value, the others as arrays.
-template <class T>
 ZelStatus call(const Member& m, const Call& c) {
-    if (m.channels > 1) {
-        auto a = [&](int j) { return c.kNull ? nullptr : (const T*)c.k[j]; };
-        return shape<T, const T*>(m, c, a(0), a(1), a(2), a(3));
-    }
-    T s[4];
-    for (int j = 0; j < 4; ++j) memcpy(&s[j], c.k[j], sizeof(T));
-    return shape<T, T>(m, c, s[0], s[1], s[2], s[3]);
+    return zt::withType(m.type, [&](auto tag) {
+        using T = typename decltype(tag)::type;
+        auto run = [&](auto t1, auto v1, auto t2, auto v2) {
+            auto go = [&](auto... k) {
+                return m.inPlace ? zt::invoke(m.fn, c.dst, c.dstStep, c.roi, k...)
+                                 : zt::invoke(m.fn, c.src, c.srcStep, c.dst, c.dstStep, c.roi, k...);
+            };
+            if (m.kind == Kind::Both) return go(t1, v1, t2, v2);
+            if (m.kind == Kind::Replace) return m.cmp < 0 ? go(t1, v1, c.op) : go(t1, v1);
+            return m.cmp < 0 ? go(t1, c.op) : go(t1);
+        };
+        if (m.channels > 1) {
+            auto a = [&](int j) { return c.kNull ? nullptr : (const T*)c.k[j]; };
+            return run(a(0), a(1), a(2), a(3));
+        }
+        T s[4];
+        for (int j = 0; j < 4; ++j) memcpy(&s[j], c.k[j], sizeof(T));
+        return run(s[0], s[1], s[2], s[3]);
+    });
 }
 
 // A sample that often meets the constants: a few nearby integers, and for 32f signed zeros,
@@ -94,7 +84,7 @@ T sampleValue(zt::Rng& rng) {
 // One random call against the rule: strict comparisons, clamping replaces by the threshold.
 template <class T>
 void modelTrial(const Member& m, zt::Rng& rng, zt::Tight tight) {
-    const int S = m.sample, P = S * m.channels;
+    const int S = m.sampleBytes, P = S * m.channels;
     const int64_t w = zt::randomWidth(rng, P), h = zt::randomHeight(rng, w * P);
     const int64_t ss = zt::randomStep(rng, w * P), ds = m.inPlace ? ss : zt::randomStep(rng, w * P);
     zt::Region src(w * P, h, ss, tight, rng.range(0, 63), S), dst(w * P, h, ds, tight, rng.range(0, 63), S);
@@ -103,7 +93,7 @@ void modelTrial(const Member& m, zt::Rng& rng, zt::Tight tight) {
             T v = sampleValue<T>(rng);
             memcpy(r->lo() + i, &v, S);
         }
-    Call c{src.origin(), (int)ss, dst.origin(), (int)ds, {(int)w, (int)h}, m.op >= 0 ? m.op : rng.chance(0.5) ? 0 : 4, {}};
+    Call c{src.origin(), (int)ss, dst.origin(), (int)ds, {(int)w, (int)h}, m.cmp >= 0 ? m.cmp : rng.chance(0.5) ? 0 : 4, {}};
     T k[4][4];
     for (int ch = 0; ch < 4; ++ch) {
         for (int j = 0; j < 4; ++j) k[j][ch] = sampleValue<T>(rng);
@@ -118,7 +108,7 @@ void modelTrial(const Member& m, zt::Rng& rng, zt::Tight tight) {
     for (int64_t y = 0; y < h; ++y)
         for (int64_t i = 0; i < w * m.channels; ++i) {
             const int ch = (int)(i % m.channels);
-            if (ch >= m.used()) continue;
+            if (ch >= m.used) continue;
             T s, r;
             memcpy(&s, in + y * ((m.inPlace ? ds : ss) / S * S) + i * S, S);
             if (m.kind == Kind::Both) r = s < k[0][ch] ? k[1][ch] : s > k[2][ch] ? k[3][ch] : s;
@@ -126,18 +116,8 @@ void modelTrial(const Member& m, zt::Rng& rng, zt::Tight tight) {
             memcpy(out + y * (ds / S * S) + i * S, &r, S);
         }
     SCOPED_TRACE(::testing::Message() << m.name << " " << w << "x" << h << " steps " << ss << "," << ds << " op " << c.op);
-    ASSERT_EQ(call<T>(m, c), zelStsNoErr);
+    ASSERT_EQ(call(m, c), zelStsNoErr);
     EXPECT_TRUE(expect.matches());
-}
-
-template <class F>
-void byType(const Member& m, F&& f) {
-    switch (m.type) {
-        case 0: return f(Zel8u{});
-        case 1: return f(Zel16u{});
-        case 2: return f(Zel16s{});
-        default: return f(Zel32f{});
-    }
 }
 
 class FixedThreshold : public ::testing::TestWithParam<Member> {};
@@ -146,7 +126,7 @@ TEST_P(FixedThreshold, MatchesScalarModel) {
     const Member& m = GetParam();
     ZT_SKIP_IF_PLACEHOLDER(m.name.c_str());
     zt::forTrials(8, [&](zt::Rng& rng, zt::Tight tight, int) {
-        byType(m, [&](auto t) { modelTrial<decltype(t)>(m, rng, tight); });
+        zt::withType(m.type, [&](auto tag) { modelTrial<typename decltype(tag)::type>(m, rng, tight); });
     });
 }
 
@@ -154,35 +134,29 @@ TEST_P(FixedThreshold, MatchesScalarModel) {
 TEST_P(FixedThreshold, ChecksArgumentsInOrder) {
     const Member& m = GetParam();
     ZT_SKIP_IF_PLACEHOLDER(m.name.c_str());
-    const int P = m.sample * m.channels;
+    const int P = m.sampleBytes * m.channels;
     zt::Region src(5 * P, 4, 5 * P + 3), dst(5 * P, 4, 5 * P + 7);
     zt::Rng rng = zt::Rng::forTest();
     src.randomize(rng), dst.randomize(rng);
     Call valid{src.origin(), (int)src.step(), dst.origin(), (int)dst.step(), {5, 4}, zelCmpGreater, {}};
     for (int j = 0; j < 4; ++j) memset(valid.k[j], j < 2 ? 0 : 0x40, 16);  // LT thresholds below GT
-    auto callIt = [&m](const Call& c) {
-        ZelStatus st;
-        byType(m, [&](auto t) { st = call<decltype(t)>(m, c); });
-        return st;
-    };
-    zt::CheckOrder<Call> co{valid, callIt, {&src, &dst}};
+    zt::CheckOrder<Call> co{valid, [&m](const Call& c) { return call(m, c); }, {&src, &dst}};
     co.row("null image", [](Call& c) { c.src = nullptr, c.dst = nullptr; }, zelStsNullPtrErr);
     if (m.channels > 1) co.row("null constants", [](Call& c) { c.kNull = true; }, zelStsNullPtrErr);
     co.row("width 0", [](Call& c) { c.roi.width = 0; }, zelStsSizeErr);
     co.row("height -1", [](Call& c) { c.roi.height = -1; }, zelStsSizeErr);
     co.row("steps 0", [](Call& c) { c.srcStep = 0, c.dstStep = 0; }, zelStsStepErr);
     co.row("dstStep -5", [](Call& c) { c.dstStep = -5; }, zelStsStepErr);
-    const int last = (m.used() - 1) * m.sample;  // GT 0 below LT 1, 257 or 2.4e-38
+    const int last = (m.used - 1) * m.sampleBytes;  // GT 0 below LT 1, 257 or 2.4e-38
     if (m.kind == Kind::Both)
-        co.row("GT below LT", [=](Call& c) { memset(c.k[2] + last, 0, m.sample), memset(c.k[0] + last, 1, m.sample); },
+        co.row("GT below LT", [=](Call& c) { memset(c.k[2] + last, 0, m.sampleBytes), memset(c.k[0] + last, 1, m.sampleBytes); },
                zelStsThresholdErr);
-    else if (m.op < 0)
+    else if (m.cmp < 0)
         co.row("cmpOp 3", [](Call& c) { c.op = zelCmpGreaterEq; }, zelStsNotSupportedModeErr);
     co.run();
 }
 
-INSTANTIATE_TEST_SUITE_P(Convert, FixedThreshold, ::testing::ValuesIn(fixedMembers()),
-                         [](const ::testing::TestParamInfo<Member>& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Convert, FixedThreshold, ::testing::ValuesIn(fixedMembers()), zt::paramName);
 
 // ---- Otsu -----------------------------------------------------------------------------------
 
@@ -228,21 +202,27 @@ TEST(Otsu, MatchesReferenceOnRandomHistograms) {
 
 TEST(Otsu, EdgeCasesAndChecks) {
     ZT_SKIP_IF_PLACEHOLDER("zeliComputeThreshold_Otsu_8u_C1R");
-    zt::Region img(40, 10, 40);
+    zt::Region img(40, 10, 40), out(1, 1, 1);
     img.fill(77);
-    Zel8u out = 0xEE;
-    ASSERT_EQ(zeliComputeThreshold_Otsu_8u_C1R(img.origin(), 40, {40, 10}, &out), zelStsNoErr);
-    EXPECT_EQ(out, 0);  // constant image
+    Zel8u* o = out.lo();
+    ASSERT_EQ(zeliComputeThreshold_Otsu_8u_C1R(img.origin(), 40, {40, 10}, o), zelStsNoErr);
+    EXPECT_EQ(*o, 0);  // constant image
     for (int y = 0; y < 10; ++y) memset(img.row(y), y < 5 ? 10 : 200, 40);
-    ASSERT_EQ(zeliComputeThreshold_Otsu_8u_C1R(img.origin(), 40, {40, 10}, &out), zelStsNoErr);
-    EXPECT_EQ(out, 10);
-    out = 0xEE;
-    EXPECT_EQ(zeliComputeThreshold_Otsu_8u_C1R(nullptr, 0, {0, 0}, &out), zelStsNullPtrErr);
-    EXPECT_EQ(zeliComputeThreshold_Otsu_8u_C1R(img.origin(), 40, {10, 5}, nullptr), zelStsNullPtrErr);
-    EXPECT_EQ(zeliComputeThreshold_Otsu_8u_C1R(img.origin(), 0, {0, 5}, &out), zelStsSizeErr);
-    EXPECT_EQ(zeliComputeThreshold_Otsu_8u_C1R(img.origin(), 39, {40, 5}, &out), zelStsStepErr);
-    EXPECT_EQ(out, 0xEE);  // untouched on error
-    EXPECT_EQ(zeliComputeThreshold_Otsu_8u_C1R(img.origin(), 40, {40, 5}, &out), zelStsNoErr);
+    ASSERT_EQ(zeliComputeThreshold_Otsu_8u_C1R(img.origin(), 40, {40, 10}, o), zelStsNoErr);
+    EXPECT_EQ(*o, 10);
+    struct A {
+        const Zel8u* src;
+        int step;
+        ZeliSize roi;
+        Zel8u* out;
+    };
+    zt::CheckOrder<A> co{{img.origin(), 40, {40, 5}, o},
+                         [](const A& a) { return zeliComputeThreshold_Otsu_8u_C1R(a.src, a.step, a.roi, a.out); }, {&img, &out}};
+    co.row("null image", [](A& a) { a.src = nullptr; }, zelStsNullPtrErr);
+    co.row("null result", [](A& a) { a.out = nullptr; }, zelStsNullPtrErr);
+    co.row("width 0", [](A& a) { a.roi.width = 0; }, zelStsSizeErr);
+    co.row("step below the row", [](A& a) { a.step = 39; }, zelStsStepErr);
+    co.run();
 }
 
 // ---- adaptive box and Gauss -----------------------------------------------------------------
