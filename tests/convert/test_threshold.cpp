@@ -42,7 +42,7 @@ struct Call {
     int dstStep;
     ZeliSize roi;
     int op;
-    uint8_t k[4][16];
+    uint8_t k[4][32];  // four values of up to four 8-byte samples
     bool kNull = false;
 };
 
