@@ -90,6 +90,13 @@ int64_t narrow_row(const T* a, const T* b, Zel8u* d, int64_t n) {
     __m256i k = sizeof(T) == 1 ? _mm256_set1_epi8((char)c) : _mm256_set1_epi16((short)c);
     auto load = [](const T* p) { return _mm256_loadu_si256((const __m256i*)p); };
     int64_t x = 0;
+    if constexpr (sizeof(T) == 1)  // two registers a step: the loads of both keep the loop fed
+        for (; x + 64 <= n; x += 64) {
+            __m256i r0 = cmp256<T, R, Swap>(load(a + x), Two ? load(b + x) : k);
+            __m256i r1 = cmp256<T, R, Swap>(load(a + x + 32), Two ? load(b + x + 32) : k);
+            _mm256_storeu_si256((__m256i*)(d + x), r0);
+            _mm256_storeu_si256((__m256i*)(d + x + 32), r1);
+        }
     for (; x + 32 <= n; x += 32) {
         __m256i r;
         if constexpr (sizeof(T) == 1) {
