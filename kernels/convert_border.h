@@ -49,25 +49,14 @@ inline int64_t ownBorderIndex(Border k, int64_t i, int64_t n) {
     return r < n ? r : period - r;
 }
 
-// 64 bytes of the pixel px repeated from byte 0; returns the largest multiple of P up to 64,
-// the distance by which the pattern may be restarted.
+// 64 bytes of the pixel px repeated from byte 0, for pixels of other sizes than those of
+// ownBorderSplat; returns the largest multiple of P up to 64, the distance by which the
+// pattern may be restarted.
 template <int P>
 inline int ownBorderPattern(uint8_t* pat, const uint8_t* px) {
-    if constexpr (P == 1 || P == 2 || P == 4) {
-        uint32_t v = 0;
-        memcpy(&v, px, P);
-        if (P == 1) v *= 0x01010101u;
-        if (P == 2) v *= 0x00010001u;
-        _mm512_storeu_si512(pat, _mm512_set1_epi32((int)v));
-    } else if constexpr (P == 8) {
-        uint64_t v;
-        memcpy(&v, px, 8);
-        _mm512_storeu_si512(pat, _mm512_set1_epi64((long long)v));
-    } else {
-        int k = 0;
-        for (; k + P <= 64; k += P) memcpy(pat + k, px, P);
-        memcpy(pat + k, px, 64 - k);
-    }
+    int k = 0;
+    for (; k + P <= 64; k += P) memcpy(pat + k, px, P);
+    memcpy(pat + k, px, 64 - k);
     return 64 / P * P;
 }
 
@@ -206,7 +195,7 @@ struct BorderEngine {
         int64_t start[2] = {0, 0};
         alignas(64) uint8_t patBuf[64];
         const uint8_t* pat = nullptr;
-        if constexpr (K == Border::Const && !Alpha) ownBorderPattern<P>(patBuf, value), pat = patBuf;
+        if constexpr (K == Border::Const && !Alpha && !kBorderSplat<P>) ownBorderPattern<P>(patBuf, value), pat = patBuf;
         if constexpr (K == Border::Mirror || K == Border::Wrap) {
             int64_t period = K == Border::Mirror ? 2 * g.srcW - 2 : g.srcW;
             if (period > 0) start[0] = ((-g.left) % period + period) % period, start[1] = g.srcW % period;
