@@ -200,6 +200,25 @@ TEST(Otsu, MatchesReferenceOnRandomHistograms) {
     });
 }
 
+// Columns alternating between 0 and 255 put every other sample on one counter, 131072 of them:
+// twice what a 16-bit sub-histogram counter holds, so the counts must be flushed on the way.
+// A thousand samples of 128 make the level depend on the exact counts.
+TEST(Otsu, CountsBeyondOneCounter) {
+    ZT_SKIP_IF_PLACEHOLDER("zeliComputeThreshold_Otsu_8u_C1R");
+    const int w = 1024, h = 256;
+    zt::Region img(w, h, w);
+    std::vector<uint64_t> hist(256);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            const int v = x % 2 == 0 ? 0 : y < 2 && x < 1000 ? 128 : 255;
+            img.row(y)[x] = (uint8_t)v;
+            ++hist[v];
+        }
+    Zel8u out = 0xEE;
+    ASSERT_EQ(zeliComputeThreshold_Otsu_8u_C1R(img.origin(), w, {w, h}, &out), zelStsNoErr);
+    EXPECT_EQ(out, otsuReference(hist));
+}
+
 TEST(Otsu, EdgeCasesAndChecks) {
     ZT_SKIP_IF_PLACEHOLDER("zeliComputeThreshold_Otsu_8u_C1R");
     zt::Region img(40, 10, 40), out(1, 1, 1);
