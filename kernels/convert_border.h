@@ -92,7 +92,7 @@ inline uint64_t ownBorderSplat(const uint8_t* px) {
 
 // Writes n >= 1 bytes (a whole number of pixels) of the 8-byte pattern q at d: the tail as
 // two overlapping stores, which is exact because the pattern repeats every 8 bytes.
-inline void ownBorderFillSplat(uint8_t* d, uint64_t q, int64_t n) {
+[[gnu::always_inline]] inline void ownBorderFillSplat(uint8_t* d, uint64_t q, int64_t n) {
     int64_t i = 0;
     if (n >= 64) {
         const __m512i v = _mm512_set1_epi64((long long)q);
@@ -200,15 +200,17 @@ struct BorderEngine {
             int64_t period = K == Border::Mirror ? 2 * g.srcW - 2 : g.srcW;
             if (period > 0) start[0] = ((-g.left) % period + period) % period, start[1] = g.srcW % period;
         }
-        // The source rows go in first as one 2-D copy, whose engine picks the store path for
-        // the geometry (streaming, alignment, 4 KiB aliasing between the rows); the borders
-        // follow, their pixels read from the source rather than from the lines just written.
-        // AC4 rows keep their alpha and are copied pixel by pixel.
-        const bool whole = s && !Alpha;
-        if (whole) ownsCopy2D_8u(s, ss, d + g.top * ds + g.left * P, ds, g.srcW * P, g.srcH);
+        // Source rows are copied and extended one at a time, each row's borders written while
+        // its lines are still in the first-level cache. An image the copy engine streams goes in
+        // first as one 2-D copy (its lines are gone anyway), and the borders follow. Border
+        // pixels are read from the source rather than from the lines just written. AC4 rows
+        // keep their alpha and are copied pixel by pixel.
+        const bool whole = s && !Alpha, stream = whole && ownsUseStreaming(g.srcW * P * g.srcH);
+        if (stream) ownsCopy2D_8u(s, ss, d + g.top * ds + g.left * P, ds, g.srcW * P, g.srcH);
         for (int64_t y = 0; y < g.srcH; ++y) {
             uint8_t* r = d + (g.top + y) * ds;
-            if (s && !whole) copyPixels(s + y * ss, r + g.left * P, g.srcW);
+            if (whole && !stream) ownsCopyRowCached_8u(s + y * ss, r + g.left * P, g.srcW * P);
+            else if (s && !whole) copyPixels(s + y * ss, r + g.left * P, g.srcW);
             extendRow(r, s ? s + y * ss : r + g.left * P, g, right, value, pat, start);
         }
         if constexpr (K == Border::Const) {

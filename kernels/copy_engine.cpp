@@ -240,6 +240,11 @@ void ownsCopy2D_8u(const uint8_t* src, int64_t srcStep, uint8_t* dst, int64_t ds
     }
 }
 
+void ownsCopyRowCached_8u(const uint8_t* src, uint8_t* dst, int64_t n) {
+    if (n >= kStringCopyRow) string_copy_row(src, dst, n);
+    else ownsCopyRow_8u(src, dst, n);
+}
+
 ZelStatus ownsCopy_8u(const Zel8u* pSrc, Zel8u* pDst, int64_t len) {
     if (!pSrc || !pDst) return zelStsNullPtrErr;
     if (len < 1) return zelStsSizeErr;

@@ -137,6 +137,11 @@ CopyPlan ownsPlanCopy2D_8u(const uint8_t* src, int64_t srcStep, const uint8_t* d
 void ownsCopy2D_8u(const uint8_t* src, int64_t srcStep, uint8_t* dst, int64_t dstStep,
                    int64_t rowBytes, int64_t height);
 
+// Copies one row of n >= 1 bytes with cached stores, the way the cached paths of
+// ownsCopy2D_8u copy their rows: the string move from 2 KiB on, vector stores below. For
+// callers that do more with each row while its lines are still in the first-level cache.
+void ownsCopyRowCached_8u(const uint8_t* src, uint8_t* dst, int64_t n);
+
 // The one-dimensional byte copy: copies len bytes from pSrc to pDst as one run of the engine.
 // zelStsNullPtrErr for a null pointer, zelStsSizeErr when len < 1.
 ZelStatus ownsCopy_8u(const Zel8u* pSrc, Zel8u* pDst, int64_t len);
