@@ -10,6 +10,7 @@
 #include <type_traits>
 
 #include "kernels/arith_rows.h"
+#include "kernels/vector_halves.h"
 
 namespace zel {
 
@@ -207,7 +208,7 @@ struct ArithDivK {
                 q = _mm512_min_pd(_mm512_max_pd(q, _mm512_set1_pd(kArithMin<T>)), _mm512_set1_pd(kArithMax<T>));
                 h[i] = _mm512_cvttpd_epi32(q);
             }
-            r = _mm512_inserti64x4(_mm512_castsi256_si512(h[0]), h[1], 1);
+            r = ownsJoin256(h[0], h[1]);
         }
         arith_store16<NT>(d, r);
         return z != 0;

@@ -14,6 +14,7 @@
 #include <string.h>
 
 #include "copy_engine.h"
+#include "vector_halves.h"
 
 namespace zel {
 
@@ -50,7 +51,7 @@ inline void ownPackGroups3(const __m256i r[3], __m256i out[3]) {
 // a non-temporal store, which needs p on a 64-byte boundary.
 template <bool NT = false>
 inline void ownStore64(void* p, __m256i lo, __m256i hi) {
-    __m512i v = _mm512_inserti64x4(_mm512_castsi256_si512(lo), hi, 1);
+    __m512i v = ownsJoin256(lo, hi);
     if constexpr (NT) _mm512_stream_si512((__m512i*)p, v);
     else _mm512_storeu_si512(p, v);
 }

@@ -7,6 +7,8 @@
 #include <stdint.h>
 #include <string.h>
 
+#include "kernels/vector_halves.h"
+
 namespace zel {
 
 // Pixels per vector block of a reversal, 0 when P has no vector path (6- and 12-byte pixels
@@ -34,9 +36,9 @@ inline __m512i rev3x16(__m512i v) {
     const __m256i inLane = _mm256_setr_epi8(9, 10, 11, 6, 7, 8, 3, 4, 5, 0, 1, 2, -1, -1, -1, -1,
                                             9, 10, 11, 6, 7, 8, 3, 4, 5, 0, 1, 2, -1, -1, -1, -1);
     __m512i g = _mm512_permutexvar_epi32(spread, v);
-    __m256i lo = _mm256_shuffle_epi8(_mm512_castsi512_si256(g), inLane);
-    __m256i hi = _mm256_shuffle_epi8(_mm512_extracti64x4_epi64(g, 1), inLane);
-    return _mm512_permutexvar_epi32(pack, _mm512_inserti64x4(_mm512_castsi256_si512(lo), hi, 1));
+    __m256i lo = _mm256_shuffle_epi8(ownsLo256(g), inLane);
+    __m256i hi = _mm256_shuffle_epi8(ownsHi256(g), inLane);
+    return _mm512_permutexvar_epi32(pack, ownsJoin256(lo, hi));
 }
 
 // Loads kRevBlock<P> pixels at s and stores them in reverse order at d (blocks of 64 bytes, or

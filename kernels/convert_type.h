@@ -26,6 +26,7 @@
 
 #include "frame/zel_internal.h"
 #include "kernels/copy_engine.h"
+#include "kernels/vector_halves.h"
 
 namespace zel::cvt {
 
@@ -132,7 +133,7 @@ void store16(T* p, const L& x, __mmask16 k) {
 
 // ---- lanes to lanes ----------------------------------------------------------------------------
 
-inline __m512i join(__m256i lo, __m256i hi) { return _mm512_inserti64x4(_mm512_castsi256_si512(lo), hi, 1); }
+inline __m512i join(__m256i lo, __m256i hi) { return ownsJoin256(lo, hi); }
 inline __m512 join(__m256 lo, __m256 hi) {
     return _mm512_castpd_ps(_mm512_insertf64x4(_mm512_castpd256_pd512(_mm256_castps_pd(lo)), _mm256_castps_pd(hi), 1));
 }

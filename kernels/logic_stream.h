@@ -21,6 +21,7 @@
 #include <type_traits>
 
 #include "kernels/copy_engine.h"
+#include "kernels/vector_halves.h"
 
 
 namespace zel {
@@ -231,13 +232,6 @@ inline __m512i ownsJoin128(__m128i p0, __m128i p1, __m128i p2, __m128i p3) {
     r = _mm512_inserti32x4(r, p2, 2);
     return _mm512_inserti32x4(r, p3, 3);
 }
-// Halves and joins as plain vector shuffles: the intrinsics' forms leave a pass-through
-// operand undefined, which GCC 12 reports as uninitialised once they are inlined.
-inline __m512i ownsJoin256(__m256i lo, __m256i hi) {
-    return (__m512i)__builtin_shufflevector((__v4di)lo, (__v4di)hi, 0, 1, 2, 3, 4, 5, 6, 7);
-}
-inline __m256i ownsHi256(__m512i v) { return (__m256i)__builtin_shufflevector((__v8di)v, (__v8di)v, 4, 5, 6, 7); }
-inline __m256i ownsLo256(__m512i v) { return (__m256i)__builtin_shufflevector((__v8di)v, (__v8di)v, 0, 1, 2, 3); }
 
 // Applies f to every 32-bit widened lane group of a vector of 8-bit (W = 1) or 16-bit (W = 2)
 // unsigned samples, with the matching group of b: f(__m512i a32, __m512i b32) -> __m512i of
