@@ -102,9 +102,8 @@ public:
     // Bytes of work buffer that init needs for any border of an image `width` pixels wide of
     // pixelBytes each, 63 bytes of alignment slack included.
     static int64_t bufferSize(int64_t width, int pixelBytes, const BorderExtent& e) {
-        const int64_t ring = e.top + e.bottom + 2, lr = (int64_t)e.left + e.right;
-        const int64_t strip = round64((lr + (width < lr ? width : lr)) * pixelBytes);
-        return 63 + round64((lr + width) * pixelBytes) + round64(2 * ring * 8) + 2 * ring * strip;
+        const int64_t ring = e.top + e.bottom + 2;
+        return 63 + constRowBytes(width, pixelBytes, e) + round64(2 * ring * 8) + 2 * ring * stripBytes(width, pixelBytes, e);
     }
 
     // src: the ROI's first pixel; srcStep in bytes (reduced to whole elements of elemBytes);
@@ -139,6 +138,15 @@ public:
 
 private:
     static int64_t round64(int64_t n) { return (n + 63) & ~(int64_t)63; }
+    // The constant row, needed only where rows above or below the ROI can be read.
+    static int64_t constRowBytes(int64_t width, int pixelBytes, const BorderExtent& e) {
+        return e.top + e.bottom > 0 ? round64(((int64_t)e.left + e.right + width) * pixelBytes) : 0;
+    }
+    // One strip: the pixels an edge segment reads of one row, in whole 8-byte words.
+    static int64_t stripBytes(int64_t width, int pixelBytes, const BorderExtent& e) {
+        const int64_t lr = (int64_t)e.left + e.right;
+        return ((lr + (width < lr ? width : lr)) * pixelBytes + 7) & ~(int64_t)7;
+    }
     const uint8_t* stripRow(int64_t ys, int s, const uint8_t* p);
     void fillStrip(uint8_t* d, const uint8_t* p, int64_t c0, int64_t c1) const;
 
@@ -181,16 +189,16 @@ inline void BorderRows::init(const void* src, int64_t srcStep, int elemBytes, in
     if (b.kind == 6 && value) memcpy(value_, value, (size_t)valueSamples * elemBytes);
 
     uint8_t* base = (uint8_t*)(((uintptr_t)buffer + 63) & ~(uintptr_t)63);
-    const int64_t lr = (int64_t)e.left + e.right, rowBytes = round64((lr + width) * pb_);
+    const int64_t lr = (int64_t)e.left + e.right, rowBytes = constRowBytes(width, pb_, e);
     constRow_ = nullptr;
-    if (b.kind == 6) {
+    if (b.kind == 6 && rowBytes) {
         for (int64_t c = 0; c < lr + width; ++c) ownCopyPixel(base + c * pb_, value_, pb_);
         constRow_ = base + (int64_t)e.left * pb_;
     }
     ring_ = e.top + e.bottom + 2;
     tags_ = (int64_t*)(base + rowBytes);
     strips_ = base + rowBytes + round64(2 * ring_ * 8);
-    stripBytes_ = round64((lr + (width < lr ? width : lr)) * pb_);
+    stripBytes_ = stripBytes(width, pb_, e);
     for (int64_t k = 0; k < 2 * ring_; ++k) tags_[k] = INT64_MIN;
 
     // The segments of a destination row and the columns each strip holds.

@@ -1,0 +1,176 @@
+// Row kernels of the general 2-D filter: the direct kernel that applies a kh x kw tap table to
+// kh source rows, the widening of integer source rows into accumulator lanes, and the
+// conversion of a row of sums to the destination type.
+//
+// The rule every path follows, so that vector and scalar code agree bit for bit: output sample
+// s is one running sum, started at +0, to which the taps are added in row-major order of the
+// tap table (m = i * kw + j), each as one fused multiply-add
+//
+//     acc = fma(tap[m], rows[i][s + j * stride], acc).
+//
+// The accumulator is a float, a double, or a 32-bit integer (whose products and sums wrap
+// modulo 2^32). A channel-interleaved row is a row of samples whose taps lie `stride` (the
+// channel count) samples apart, so one kernel serves every layout.
+#pragma once
+
+#include "kernels/convert_type.h"
+
+namespace zel::ftap {
+
+using cvt::Rnd;
+
+// Lanes of one accumulator type: N samples, the multiply-add, loads and stores.
+struct LanesF {
+    using T = float;
+    using R = __m512;
+    static constexpr int N = 16;
+    static R zero() { return _mm512_setzero_ps(); }
+    static R set1(T t) { return _mm512_set1_ps(t); }
+    static R load(const T* p) { return _mm512_loadu_ps(p); }
+    static R load(const T* p, unsigned m) { return _mm512_maskz_loadu_ps((__mmask16)m, p); }
+    static R madd(R k, R s, R acc) { return _mm512_fmadd_ps(k, s, acc); }
+    static void store(T* p, R v) { _mm512_storeu_ps(p, v); }
+    static void store(T* p, R v, unsigned m) { _mm512_mask_storeu_ps(p, (__mmask16)m, v); }
+};
+struct LanesD {
+    using T = double;
+    using R = __m512d;
+    static constexpr int N = 8;
+    static R zero() { return _mm512_setzero_pd(); }
+    static R set1(T t) { return _mm512_set1_pd(t); }
+    static R load(const T* p) { return _mm512_loadu_pd(p); }
+    static R load(const T* p, unsigned m) { return _mm512_maskz_loadu_pd((__mmask8)m, p); }
+    static R madd(R k, R s, R acc) { return _mm512_fmadd_pd(k, s, acc); }
+    static void store(T* p, R v) { _mm512_storeu_pd(p, v); }
+    static void store(T* p, R v, unsigned m) { _mm512_mask_storeu_pd(p, (__mmask8)m, v); }
+};
+struct LanesI {
+    using T = int32_t;
+    using R = __m512i;
+    static constexpr int N = 16;
+    static R zero() { return _mm512_setzero_si512(); }
+    static R set1(T t) { return _mm512_set1_epi32(t); }
+    static R load(const T* p) { return _mm512_loadu_si512(p); }
+    static R load(const T* p, unsigned m) { return _mm512_maskz_loadu_epi32((__mmask16)m, p); }
+    static R madd(R k, R s, R acc) { return _mm512_add_epi32(acc, _mm512_mullo_epi32(k, s)); }
+    static void store(T* p, R v) { _mm512_storeu_si512(p, v); }
+    static void store(T* p, R v, unsigned m) { _mm512_mask_storeu_epi32(p, (__mmask16)m, v); }
+};
+
+// Source rows as an array of row pointers (rows synthesised by the border component) ...
+template <typename T>
+struct RowList {
+    const T* const* r;
+    const T* operator[](int i) const { return r[i]; }
+};
+// ... or as rows a fixed number of elements apart (an image that carries its own border).
+template <typename T>
+struct RowStride {
+    const T* base;
+    int64_t step;
+    const T* operator[](int i) const { return base + i * step; }
+};
+
+// NB vectors of output from sample s on, the last one limited to the lanes of `last`.
+template <class L, int NB, class Rows>
+inline void tapsBlock(const Rows& rows, int kh, int kw, int stride, const typename L::T* taps, int tstep, int64_t s,
+                      typename L::T* out, unsigned last) {
+    using R = typename L::R;
+    R acc[NB];
+    for (int b = 0; b < NB; ++b) acc[b] = L::zero();
+    const typename L::T* t = taps;
+    for (int i = 0; i < kh; ++i) {
+        const typename L::T* p = rows[i] + s;
+        for (int j = 0; j < kw; ++j, t += tstep, p += stride) {
+            const R k = L::set1(*t);
+            for (int b = 0; b < NB - 1; ++b) acc[b] = L::madd(k, L::load(p + b * L::N), acc[b]);
+            acc[NB - 1] = L::madd(k, L::load(p + (NB - 1) * L::N, last), acc[NB - 1]);
+        }
+    }
+    for (int b = 0; b < NB - 1; ++b) L::store(out + s + b * L::N, acc[b]);
+    L::store(out + s + (NB - 1) * L::N, acc[NB - 1], last);
+}
+
+// out[s] for s in [0, n): the running sum above over rows[0..kh) and the kh * kw taps, tap m at
+// taps[m * tstep]. Reads rows[i][0 .. n + (kw - 1) * stride) and nothing else.
+template <class L, class Rows>
+void ownFilterTapsRow(const Rows& rows, int kh, int kw, int stride, const typename L::T* taps, int tstep, int64_t n,
+                      typename L::T* out) {
+    constexpr int N = L::N;
+    constexpr unsigned all = (1u << N) - 1;
+    int64_t s = 0;
+    for (; s + 8 * N <= n; s += 8 * N) tapsBlock<L, 8>(rows, kh, kw, stride, taps, tstep, s, out, all);
+    for (; s + N <= n; s += N) tapsBlock<L, 1>(rows, kh, kw, stride, taps, tstep, s, out, all);
+    if (s < n) tapsBlock<L, 1>(rows, kh, kw, stride, taps, tstep, s, out, (1u << (n - s)) - 1);
+}
+
+// d[i] = s[i] widened to float or int32 lanes, for n samples.
+template <typename S, typename A>
+void ownWidenRow(const S* s, A* d, int64_t n) {
+    auto put = [&](int64_t i, cvt::Lanes<S> v, unsigned m) {
+        if constexpr (std::is_same_v<A, float>) _mm512_mask_storeu_ps(d + i, (__mmask16)m, cvt::to_f(v).v);
+        else _mm512_mask_storeu_epi32(d + i, (__mmask16)m, v.v);
+    };
+    int64_t i = 0;
+    for (; i + 16 <= n; i += 16) put(i, cvt::load16(s + i), 0xFFFF);
+    if (i < n) put(i, cvt::load_part(s + i, (int)(n - i)), (1u << (n - i)) - 1);
+}
+
+// How a row of sums becomes destination samples.
+struct Finish {
+    float offset;    // float sums: added first (the offset, or the offset times the divisor)
+    float recip;     // float sums: then multiplied by this (1, 2^-k or 1 / divisor)
+    int32_t ioffset; // integer sums: offset times divisor, added modulo 2^32
+    int shift, addend, mask;
+};
+
+// Float sums to an integer type: (acc + offset) * recip, rounded by R and saturated.
+template <typename T, Rnd R>
+void ownFinishFloat(const float* a, int64_t n, T* d, const Finish& f) {
+    const __m512 off = _mm512_set1_ps(f.offset), rc = _mm512_set1_ps(f.recip);
+    auto one = [&](int64_t i, __mmask16 m) {
+        __m512 v = _mm512_maskz_loadu_ps(m, a + i);
+        v = _mm512_mul_round_ps(_mm512_add_round_ps(v, off, cvt::kRN), rc, cvt::kRN);
+        cvt::store16(d + i, cvt::VI{cvt::round_int<T, R>(cvt::VF{v})}, m);
+    };
+    int64_t i = 0;
+    for (; i + 16 <= n; i += 16) one(i, 0xFFFF);
+    if (i < n) one(i, cvt::first((int)(n - i)));
+}
+
+// Integer sums (held as int32, or as floats that are exact integers) to an integer type by the
+// divisor rule of the 16s kernels: mode 0 adds the offset, mode 1 shifts right by k after the
+// rounding term of R, mode 2 multiplies by the float reciprocal and rounds by R; then saturates.
+template <typename T, int Mode, Rnd R, typename A>
+void ownFinishInt(const A* a, int64_t n, T* d, const Finish& f) {
+    const __m512i off = _mm512_set1_epi32(f.ioffset), add = _mm512_set1_epi32(f.addend);
+    const __m512i msk = _mm512_set1_epi32(f.mask), one1 = _mm512_set1_epi32(1);
+    const __m128i k = _mm_cvtsi32_si128(f.shift);
+    const __m512 rc = _mm512_set1_ps(f.recip);
+    auto one = [&](int64_t i, __mmask16 m) {
+        __m512i t;
+        if constexpr (std::is_same_v<A, float>) t = _mm512_cvt_roundps_epi32(_mm512_maskz_loadu_ps(m, a + i), cvt::kRN);
+        else t = _mm512_maskz_loadu_epi32(m, a + i);
+        t = _mm512_add_epi32(t, off);
+        if constexpr (Mode == 1) {
+            const __m512i neg = _mm512_srai_epi32(t, 31);
+            if constexpr (R == Rnd::Zero) t = _mm512_add_epi32(t, _mm512_and_si512(neg, msk));
+            else if constexpr (R == Rnd::Fin) t = _mm512_add_epi32(_mm512_add_epi32(t, add), neg);
+            else t = _mm512_add_epi32(_mm512_add_epi32(t, _mm512_sub_epi32(add, one1)),
+                                      _mm512_and_si512(_mm512_sra_epi32(t, k), one1));
+            t = _mm512_sra_epi32(t, k);
+        }
+        if constexpr (Mode == 2) {
+            const __m512 v = _mm512_mul_round_ps(_mm512_cvt_roundepi32_ps(t, cvt::kRN), rc, cvt::kRN);
+            t = cvt::round_int<T, R>(cvt::VF{v});
+        } else {
+            t = cvt::sat_int<T>(cvt::VI{t});
+        }
+        cvt::store16(d + i, cvt::VI{t}, m);
+    };
+    int64_t i = 0;
+    for (; i + 16 <= n; i += 16) one(i, 0xFFFF);
+    if (i < n) one(i, cvt::first((int)(n - i)));
+}
+
+}  // namespace zel::ftap
