@@ -205,4 +205,116 @@ TEST(FilterBorder, OlderFilter64fReadsAroundTheAnchor) {
     });
 }
 
+TEST(FilterBorder, SizeQueryFormulas) {
+    struct Row {
+        ZeliSize k, roi;
+        int dt, kt, nc, spec, buf;  // buf -1: the pipeline's own share is not fixed
+    };
+    // 64f: (a) round64(72) + 191; 8 * max((100 + 2) * 3, (3 + 50 - 1) * 3) rounded up to 32,
+    // + 32, + 9 * 64 + 128 + 126. (b) a 2-wide kernel counts its far side as 2; an ROI not larger than
+    // the kernel takes the whole bordered image. Others: round64(kw kh (2 or 4)) + 191 +
+    // round64(roundUpEven(kw) * 80 * kh), + kw kh 64 for 32f data and kernel on one channel.
+    const Row rows[] = {{{3, 3}, {100, 50}, 19, 19, 1, 319, 2464 + 32 + 704 + 126},
+                        {{2, 2}, {10, 10}, 19, 19, 1, 255, 288 + 32 + 256 + 128 + 126},
+                        {{4, 4}, {4, 9}, 19, 19, 1, 319, 8 * 12 * 7 + 32 + 1024 + 128 + 126},
+                        {{5, 5}, {64, 64}, 1, 7, 3, 2687, -1},
+                        {{5, 5}, {64, 64}, 5, 7, 1, 2751, -1},
+                        {{5, 5}, {64, 64}, 13, 13, 1, 2751 + 1600, -1},
+                        {{5, 5}, {64, 64}, 13, 13, 2, 2751, -1},
+                        {{3, 2}, {64, 64}, 7, 7, 1, 64 + 191 + 640, -1}};
+    for (const Row& r : rows) {
+        int spec = -1, buf = -1;
+        ASSERT_EQ(zeliFilterBorderGetSize(r.k, r.roi, r.dt, r.kt, r.nc, &spec, &buf), zelStsNoErr);
+        EXPECT_EQ(spec, r.spec) << r.k.width << "x" << r.k.height << " types " << r.dt << "," << r.kt;
+        if (r.buf >= 0) {
+            EXPECT_EQ(buf, r.buf) << r.k.width << "x" << r.k.height;
+        }
+    }
+    // A 16s kernel that the 16s data take as floats is sized as a 32f kernel.
+    for (ZeliSize k : {ZeliSize{1, 5}, ZeliSize{5, 1}, ZeliSize{2, 4}}) {
+        int s16, b16, s32, b32;
+        zeliFilterBorderGetSize(k, {40, 30}, zel16s, zel16s, 1, &s16, &b16);
+        zeliFilterBorderGetSize(k, {40, 30}, zel16s, zel32f, 1, &s32, &b32);
+        EXPECT_TRUE(s16 == s32 && b16 == b32) << k.width << "x" << k.height;
+    }
+    int spec = 1, buf = 1;
+    EXPECT_EQ(zeliFilterBorderGetSize({100, 100}, {1000000, 200}, zel32f, zel32f, 4, &spec, &buf), zelStsBufferSizeErr);
+    EXPECT_TRUE(spec == 0 && buf == 0);
+}
+
+// Every argument check in its place, each failing call writing nothing.
+TEST(FilterBorder, CheckOrder) {
+    zt::Region out(64, 1, 64), dst(16, 4, 16), spec(4096, 1, 4096), buf(8192, 1, 8192), src(16, 4, 16);
+    auto* ints = (int*)out.origin();
+    auto* sp = (ZeliFilterBorderSpec*)spec.origin();
+    const Zel16s k16[9] = {1, 2, 1, 2, 4, 2, 1, 2, 1};
+    const Zel32f k32[9] = {};
+    const Zel64f k64[9] = {};
+    struct G { ZeliSize k, roi; int dt, kt, nc; int *s, *b; };
+    zt::CheckOrder<G> g{{{3, 3}, {16, 4}, 1, 7, 1, ints, ints + 1}, [](const G& a) { return zeliFilterBorderGetSize(a.k, a.roi, a.dt, a.kt, a.nc, a.s, a.b); }, {&out}};
+    g.row("kernel width 0", [](G& a) { a.k.width = 0; }, zelStsSizeErr).row("ROI height 0", [](G& a) { a.roi.height = 0; }, zelStsSizeErr);
+    g.row("data type 2", [](G& a) { a.dt = 2; }, zelStsDataTypeErr).row("5 channels", [](G& a) { a.nc = 5; }, zelStsChannelErr);
+    g.row("pSpecSize null", [](G& a) { a.s = nullptr; }, zelStsNullPtrErr).row("pBufferSize null", [](G& a) { a.b = nullptr; }, zelStsNullPtrErr);
+    g.run();
+    zt::CheckOrder<G> g64{{{3, 3}, {16, 4}, 19, 19, 1, ints, ints + 1}, [](const G& a) { return zeliFilterBorderGetSize(a.k, a.roi, a.dt, a.kt, a.nc, a.s, a.b); }, {&out}};
+    g64.row("ROI width -1", [](G& a) { a.roi.width = -1; }, zelStsSizeErr).row("data type 13", [](G& a) { a.dt = 13; }, zelStsDataTypeErr);
+    g64.row("2 channels", [](G& a) { a.nc = 2; }, zelStsChannelErr).row("pBufferSize null", [](G& a) { a.b = nullptr; }, zelStsNullPtrErr);
+    g64.run();
+
+    struct I { const void* k; ZeliSize ks; int div, dt, nc, rm; ZeliFilterBorderSpec* s; };
+    auto init16 = [](const I& a) { return zeliFilterBorderInit_16s((const Zel16s*)a.k, a.ks, a.div, a.dt, a.nc, a.rm, a.s); };
+    zt::CheckOrder<I> i16{{k16, {3, 3}, 16, 1, 1, 1, sp}, init16, {}};
+    i16.row("pKernel null", [](I& a) { a.k = nullptr; }, zelStsNullPtrErr).row("pSpec null", [](I& a) { a.s = nullptr; }, zelStsNullPtrErr);
+    i16.row("kernel height 0", [](I& a) { a.ks.height = 0; }, zelStsSizeErr).row("data type 13", [](I& a) { a.dt = 13; }, zelStsDataTypeErr);
+    i16.row("0 channels", [](I& a) { a.nc = 0; }, zelStsChannelErr).row("round mode 3", [](I& a) { a.rm = 3; }, zelStsRoundModeErr);
+    i16.row("divisor 0", [](I& a) { a.div = 0; }, zelStsDivisorErr);
+    i16.run();
+    EXPECT_EQ(init16({k16, {3, 3}, 16, zel16u, 1, 17, sp}), zelStsAccurateModeNotSupported);  // and the spec is built
+    EXPECT_EQ(init16({k16, {3, 3}, 16, zel16u, 5, 17, sp}), zelStsChannelErr);                // checking goes on
+    EXPECT_EQ(init16({k16, {3, 3}, 16, zel16s, 1, 18, sp}), zelStsNoErr);
+    zt::CheckOrder<I> i32{{k32, {3, 3}, 1, 13, 3, 2, sp}, [](const I& a) { return zeliFilterBorderInit_32f((const Zel32f*)a.k, a.ks, a.dt, a.nc, a.rm, a.s); }, {}};
+    i32.row("pSpec null", [](I& a) { a.s = nullptr; }, zelStsNullPtrErr).row("kernel width -3", [](I& a) { a.ks.width = -3; }, zelStsSizeErr);
+    i32.row("data type 19", [](I& a) { a.dt = 19; }, zelStsDataTypeErr).row("5 channels", [](I& a) { a.nc = 5; }, zelStsChannelErr);
+    i32.row("round mode 32", [](I& a) { a.rm = 32; }, zelStsRoundModeErr);
+    i32.run();
+    zt::CheckOrder<I> i64{{k64, {3, 3}, 1, 19, 1, 17, sp}, [](const I& a) { return zeliFilterBorderInit_64f((const Zel64f*)a.k, a.ks, a.dt, a.nc, a.rm, a.s); }, {}};
+    i64.row("pKernel null", [](I& a) { a.k = nullptr; }, zelStsNullPtrErr).row("kernel width 0", [](I& a) { a.ks.width = 0; }, zelStsSizeErr);
+    i64.row("data type 13", [](I& a) { a.dt = 13; }, zelStsDataTypeErr).row("3 channels", [](I& a) { a.nc = 3; }, zelStsChannelErr);
+    i64.row("round mode 2", [](I& a) { a.rm = 2; }, zelStsRoundModeErr);
+    i64.run();
+
+    // SetMode: an offset on a signed or float output is refused and the spec is left as it was.
+    ASSERT_EQ(zeliFilterBorderSetMode(zelAlgHintNone, 0, nullptr), zelStsNullPtrErr);
+    for (int dt : {zel16s, zel32f}) {
+        ASSERT_EQ(zeliFilterBorderInit_32f(k32, {3, 3}, dt, 1, 1, sp), zelStsNoErr);
+        zt::Shadow before({&spec});
+        EXPECT_EQ(zeliFilterBorderSetMode(zelAlgHintAccurate, 5, sp), zelStsNotSupportedModeErr);
+        EXPECT_TRUE(before.matches());
+    }
+
+    ASSERT_EQ(zeliFilterBorderInit_16s(k16, {3, 3}, 16, zel8u, 1, 1, sp), zelStsNoErr);
+    struct F { const Zel8u* src; int ss; Zel8u* dst; int ds; ZeliSize roi; unsigned border; const Zel8u* v; const ZeliFilterBorderSpec* sp; Zel8u* buf; };
+    static const Zel8u v1[1] = {7};
+    auto call = [](const F& a) { return zeliFilterBorder_8u_C1R(a.src, a.ss, a.dst, a.ds, a.roi, a.border, a.v, a.sp, a.buf); };
+    zt::CheckOrder<F> fc{{src.origin(), 16, dst.origin(), 16, {16, 4}, 6, v1, sp, buf.origin()}, call, {&dst}};
+    fc.row("pSrc null", [](F& a) { a.src = nullptr; }, zelStsNullPtrErr).row("pDst null", [](F& a) { a.dst = nullptr; }, zelStsNullPtrErr);
+    fc.row("pSpec null", [](F& a) { a.sp = nullptr; }, zelStsNullPtrErr).row("pBuffer null", [](F& a) { a.buf = nullptr; }, zelStsNullPtrErr);
+    fc.row("constant without value", [](F& a) { a.v = nullptr; }, zelStsNullPtrErr).row("width 0", [](F& a) { a.roi.width = 0; }, zelStsSizeErr);
+    fc.row("srcStep 0", [](F& a) { a.ss = 0; }, zelStsStepErr).row("dstStep 15", [](F& a) { a.ds = 15; }, zelStsStepErr);
+    fc.run();
+    // Refused borders come last (a refused kind is not 6, so it needs no value).
+    for (unsigned border : {2u, 4u, 5u, 7u, 15u, 256u, 0u, 6u | 256u}) {
+        EXPECT_EQ(call({src.origin(), 16, dst.origin(), 16, {16, 4}, border, nullptr, sp, buf.origin()}), zelStsBorderErr) << border;
+        EXPECT_EQ(call({src.origin(), 0, dst.origin(), 16, {16, 4}, border, nullptr, sp, buf.origin()}), zelStsStepErr) << border;
+    }
+
+    struct O { const Zel64f* src; Zel64f* dst; int ss, ds; ZeliSize roi; const Zel64f* k; ZeliSize ks; };
+    zt::Region s64(8 * 20, 8, 8 * 20), d64(8 * 16, 4, 8 * 16);
+    zt::CheckOrder<O> oc{{(const Zel64f*)s64.row(1) + 1, (Zel64f*)d64.origin(), 8 * 20, 8 * 16, {16, 4}, k64, {3, 3}},
+                         [](const O& a) { return zeliFilter_64f_C1R(a.src, a.ss, a.dst, a.ds, a.roi, a.k, a.ks, {1, 1}, nullptr); }, {&d64}};
+    oc.row("pKernel null", [](O& a) { a.k = nullptr; }, zelStsNullPtrErr).row("kernel width 0", [](O& a) { a.ks.width = 0; }, zelStsSizeErr);
+    oc.row("srcStep one pixel short", [](O& a) { a.ss = 8 * 17; }, zelStsStepErr);
+    oc.run();
+}
+
 }  // namespace
