@@ -77,16 +77,19 @@ inline void tapsBlock(const Rows& rows, int kh, int kw, int stride, const typena
                       typename L::T* out, unsigned last) {
     using R = typename L::R;
     R acc[NB];
+#pragma GCC unroll 8
     for (int b = 0; b < NB; ++b) acc[b] = L::zero();
     const typename L::T* t = taps;
     for (int i = 0; i < kh; ++i) {
         const typename L::T* p = rows[i] + s;
         for (int j = 0; j < kw; ++j, t += tstep, p += stride) {
             const R k = L::set1(*t);
+#pragma GCC unroll 8
             for (int b = 0; b < NB - 1; ++b) acc[b] = L::madd(k, L::load(p + b * L::N), acc[b]);
             acc[NB - 1] = L::madd(k, L::load(p + (NB - 1) * L::N, last), acc[NB - 1]);
         }
     }
+#pragma GCC unroll 8
     for (int b = 0; b < NB - 1; ++b) L::store(out + s + b * L::N, acc[b]);
     L::store(out + s + (NB - 1) * L::N, acc[NB - 1], last);
 }
