@@ -78,15 +78,16 @@ int64_t borderBufferSize(int64_t kw, int64_t kh, int64_t w, int64_t h, int elem,
     return ((need * elem * channels + 31) & ~(int64_t)31) + 32;
 }
 
-// The row pipeline's own memory: the kh row pointers, the border component and, for integer
-// data, the ring of widened source rows (kh rows for each of at most three segments, whose
-// widths add up to at most w + 3 (kw - 1) pixels), its tags and the row of sums. The 64f
+// The row pipeline's own memory: kh + 1 row pointers, the border component and, for integer
+// data, the ring of widened source rows (kh + 1 rows for each of at most three segments, whose
+// widths add up to at most w + 3 (kw - 1) pixels), its tags and two rows of sums. The 64f
 // filter fits the first two into the size its formula gives.
 int64_t pipelineSize(int64_t kw, int64_t kh, int64_t w, int elem, int channels) {
     const BorderExtent e = ownCentredExtent((int)kw, (int)kh);
-    int64_t n = 7 + kh * 8 + BorderRows::bufferSize(w, elem * channels, e);
+    int64_t n = 7 + (kh + 1) * 8 + BorderRows::bufferSize(w, elem * channels, e);
     if (elem < 4)
-        n += 64 + round64(3 * kh * 8) + kh * ((w + 3 * (kw - 1)) * channels * 4 + 3 * 64) + round64(w * channels * 4);
+        n += 64 + round64(3 * (kh + 1) * 8) + (kh + 1) * ((w + 3 * (kw - 1)) * channels * 4 + 3 * 64) +
+             2 * round64(w * channels * 4);
     return n;
 }
 
@@ -243,6 +244,14 @@ void finishRow(const FilterSpec* s, const void* acc, int64_t n, T* d, const ftap
     else finishRounded<T, Rnd::Fin>(s, acc, n, d, f);
 }
 
+// The sums of one or two output rows (nr) of one segment from the kh + nr - 1 rows at rows.
+template <class L, typename A>
+void sumRows(int nr, const void** rows, const FilterSpec* s, int stride, int64_t n, A* out0, A* out1) {
+    const ftap::RowList<A> list{(const A* const*)rows};
+    if (nr == 2) ftap::ownFilterTapsRowPair<L>(list, s->kh, s->kw, stride, tapsOf<A>(s), 1, n, out0, out1);
+    else ftap::ownFilterTapsRow<L>(list, s->kh, s->kw, stride, tapsOf<A>(s), 1, n, out0);
+}
+
 template <typename T, int C>
 ZelStatus filterBorder(const T* pSrc, int srcStep, T* pDst, int dstStep, ZeliSize roi, ZeliBorderType border,
                        const T* borderValue, const ZeliFilterBorderSpec* pSpec, Zel8u* pBuffer) {
@@ -258,71 +267,74 @@ ZelStatus filterBorder(const T* pSrc, int srcStep, T* pDst, int dstStep, ZeliSiz
     const BorderExtent e = ownCentredExtent(kw, kh);
     cvt::FpNear fp;
 
-    // The work buffer: the kh row pointers, the border component, then the integer pipeline.
+    // The work buffer: kh + 1 row pointers, the border component, then the integer pipeline.
+    // Output rows go in pairs, which read kh + 1 source rows (the border component's ring).
     const void** rows = (const void**)(((uintptr_t)pBuffer + 7) & ~(uintptr_t)7);
-    uint8_t* mem = (uint8_t*)(rows + kh);
+    uint8_t* mem = (uint8_t*)(rows + kh + 1);
     BorderRows br;
     br.init(pSrc, srcStep, sizeof(T), C, W, H, e, b, borderValue, C, mem);
     mem = aligned64(mem + BorderRows::bufferSize(W, C * sizeof(T), e));
 
-    // Floating-point data are read in place and written directly.
     if constexpr (std::is_floating_point_v<T>) {
+        // Floating-point data are read in place and written directly.
         using L = std::conditional_t<std::is_same_v<T, float>, ftap::LanesF, ftap::LanesD>;
-        const T* taps = tapsOf<T>(s);
-        for (int64_t y = 0; y < H; ++y) {
+        for (int64_t y = 0; y < H; y += 2) {
+            const int nr = y + 1 < H ? 2 : 1;
             T* d = row(pDst, dstStep, y);
+            T* d1 = nr == 2 ? row(pDst, dstStep, y + 1) : d;
             for (int i = 0; i < br.segments(); ++i) {
                 const auto g = br.segment(i);
-                for (int r = 0; r < kh; ++r) rows[r] = br.rowAs<T>(y - e.top + r, i) + (int64_t)(g.x0 - e.left) * C;
-                ftap::ownFilterTapsRow<L>(ftap::RowList<T>{(const T* const*)rows}, kh, kw, C, taps, 1,
-                                          (int64_t)(g.x1 - g.x0) * C, d + (int64_t)g.x0 * C);
+                for (int r = 0; r < kh + nr - 1; ++r) rows[r] = br.rowAs<T>(y - e.top + r, i) + (int64_t)(g.x0 - e.left) * C;
+                const int64_t at = (int64_t)g.x0 * C;
+                sumRows<L, T>(nr, rows, s, C, (int64_t)(g.x1 - g.x0) * C, d + at, d1 + at);
             }
         }
         return zelStsNoErr;
     } else {
-        // Integer data: each source row a segment reads is widened once into its ring.
+        // Integer data: each source row a segment reads is widened once into its ring of
+        // kh + 1 rows; two rows of sums are then converted to the destination.
         const bool isInt = s->path == kPathInt;
+        const int ring = kh + 1;
         int64_t* tags = (int64_t*)mem;
-        mem += round64(3 * kh * 8);
-        uint8_t* ring[3];
+        mem += round64(3 * ring * 8);
+        uint8_t* slots[3];
         int64_t slot[3];
         for (int i = 0; i < br.segments(); ++i) {
             const auto g = br.segment(i);
             slot[i] = round64((int64_t)(g.x1 - g.x0 + kw - 1) * C * 4);
-            ring[i] = mem, mem += slot[i] * kh;
+            slots[i] = mem, mem += slot[i] * ring;
         }
-        for (int64_t k = 0; k < 3 * kh; ++k) tags[k] = INT64_MIN;
-        void* acc = mem;
+        for (int64_t k = 0; k < 3 * ring; ++k) tags[k] = INT64_MIN;
+        uint8_t* acc0 = mem;
+        uint8_t* acc1 = mem + round64((int64_t)W * C * 4);
 
         ftap::Finish f;
         f.offset = s->scaledOffset, f.recip = s->recip;
         f.ioffset = (int32_t)(uint32_t)((int64_t)s->offset * s->divisor);
         f.shift = s->shift, f.addend = s->addend, f.mask = s->mask;
 
-        for (int64_t y = 0; y < H; ++y) {
+        for (int64_t y = 0; y < H; y += 2) {
+            const int nr = y + 1 < H ? 2 : 1;
             for (int i = 0; i < br.segments(); ++i) {
                 const auto g = br.segment(i);
                 const int64_t cols = (int64_t)(g.x1 - g.x0 + kw - 1) * C;
-                for (int r = 0; r < kh; ++r) {
-                    const int64_t ys = y - e.top + r, k = i * kh + (ys + e.top) % kh;
-                    uint8_t* dst = ring[i] + (k - i * kh) * slot[i];
-                    if (tags[k] != ys) {
+                for (int r = 0; r < kh + nr - 1; ++r) {
+                    const int64_t ys = y - e.top + r, k = (ys + e.top) % ring;
+                    uint8_t* dst = slots[i] + k * slot[i];
+                    if (tags[i * ring + k] != ys) {
                         const T* src = br.rowAs<T>(ys, i) + (int64_t)(g.x0 - e.left) * C;
                         if (isInt) ftap::ownWidenRow(src, (int32_t*)dst, cols);
                         else ftap::ownWidenRow(src, (float*)dst, cols);
-                        tags[k] = ys;
+                        tags[i * ring + k] = ys;
                     }
                     rows[r] = dst;
                 }
                 const int64_t n = (int64_t)(g.x1 - g.x0) * C, at = (int64_t)g.x0 * C;
-                if (isInt)
-                    ftap::ownFilterTapsRow<ftap::LanesI>(ftap::RowList<int32_t>{(const int32_t* const*)rows}, kh, kw, C,
-                                                         tapsOf<int32_t>(s), 1, n, (int32_t*)acc + at);
-                else
-                    ftap::ownFilterTapsRow<ftap::LanesF>(ftap::RowList<float>{(const float* const*)rows}, kh, kw, C,
-                                                         tapsOf<float>(s), 1, n, (float*)acc + at);
+                if (isInt) sumRows<ftap::LanesI>(nr, rows, s, C, n, (int32_t*)acc0 + at, (int32_t*)acc1 + at);
+                else sumRows<ftap::LanesF>(nr, rows, s, C, n, (float*)acc0 + at, (float*)acc1 + at);
             }
-            finishRow(s, acc, (int64_t)W * C, row(pDst, dstStep, y), f);
+            finishRow(s, acc0, (int64_t)W * C, row(pDst, dstStep, y), f);
+            if (nr == 2) finishRow(s, acc1, (int64_t)W * C, row(pDst, dstStep, y + 1), f);
         }
         return zelStsNoErr;
     }

@@ -94,6 +94,60 @@ inline void tapsBlock(const Rows& rows, int kh, int kw, int stride, const typena
     L::store(out + s + (NB - 1) * L::N, acc[NB - 1], last);
 }
 
+// One source row's share of two output rows at once: with the taps t0 of the upper output row
+// (when A) and t1 of the lower one (when B), each vector of the row loaded once.
+template <class L, int NB, bool A, bool B>
+__attribute__((always_inline)) inline void tapsRowPair(const typename L::T* p, int kw, int stride, const typename L::T* t0,
+                                                       const typename L::T* t1, int tstep, typename L::R (&a)[NB],
+                                                       typename L::R (&c)[NB], unsigned last) {
+    using R = typename L::R;
+    for (int j = 0; j < kw; ++j, p += stride) {
+        R k0, k1;
+        if constexpr (A) k0 = L::set1(t0[j * tstep]);
+        if constexpr (B) k1 = L::set1(t1[j * tstep]);
+#pragma GCC unroll 8
+        for (int b = 0; b < NB; ++b) {
+            const R v = b < NB - 1 ? L::load(p + b * L::N) : L::load(p + b * L::N, last);
+            if constexpr (A) a[b] = L::madd(k0, v, a[b]);
+            if constexpr (B) c[b] = L::madd(k1, v, c[b]);
+        }
+    }
+}
+
+// Two output rows from the kh + 1 source rows rows[0..kh]: row 0 of the pair reads rows[0..kh),
+// row 1 reads rows[1..kh]; each sum still takes its taps in order.
+template <class L, int NB, class Rows>
+inline void tapsBlockPair(const Rows& rows, int kh, int kw, int stride, const typename L::T* taps, int tstep, int64_t s,
+                          typename L::T* out0, typename L::T* out1, unsigned last) {
+    using R = typename L::R;
+    R a[NB], c[NB];
+#pragma GCC unroll 8
+    for (int b = 0; b < NB; ++b) a[b] = c[b] = L::zero();
+    const int64_t rowTaps = (int64_t)kw * tstep;
+    tapsRowPair<L, NB, true, false>(rows[0] + s, kw, stride, taps, nullptr, tstep, a, c, last);
+    for (int r = 1; r < kh; ++r)
+        tapsRowPair<L, NB, true, true>(rows[r] + s, kw, stride, taps + r * rowTaps, taps + (r - 1) * rowTaps, tstep, a, c, last);
+    tapsRowPair<L, NB, false, true>(rows[kh] + s, kw, stride, nullptr, taps + (kh - 1) * rowTaps, tstep, a, c, last);
+#pragma GCC unroll 8
+    for (int b = 0; b < NB; ++b) {
+        if (b < NB - 1) L::store(out0 + s + b * L::N, a[b]), L::store(out1 + s + b * L::N, c[b]);
+        else L::store(out0 + s + b * L::N, a[b], last), L::store(out1 + s + b * L::N, c[b], last);
+    }
+}
+
+// The rows of ownFilterTapsRow for two output rows at once, out0 from rows[0..kh) and out1 from
+// rows[1..kh]: the same sums, with each source vector loaded once for both.
+template <class L, class Rows>
+void ownFilterTapsRowPair(const Rows& rows, int kh, int kw, int stride, const typename L::T* taps, int tstep, int64_t n,
+                          typename L::T* out0, typename L::T* out1) {
+    constexpr int N = L::N;
+    constexpr unsigned all = (1u << N) - 1;
+    int64_t s = 0;
+    for (; s + 4 * N <= n; s += 4 * N) tapsBlockPair<L, 4>(rows, kh, kw, stride, taps, tstep, s, out0, out1, all);
+    for (; s + N <= n; s += N) tapsBlockPair<L, 1>(rows, kh, kw, stride, taps, tstep, s, out0, out1, all);
+    if (s < n) tapsBlockPair<L, 1>(rows, kh, kw, stride, taps, tstep, s, out0, out1, (1u << (n - s)) - 1);
+}
+
 // out[s] for s in [0, n): the running sum above over rows[0..kh) and the kh * kw taps, tap m at
 // taps[m * tstep]. Reads rows[i][0 .. n + (kw - 1) * stride) and nothing else.
 template <class L, class Rows>
