@@ -10,8 +10,9 @@
 //
 //   16s kernel, 8u or 16s data (one channel, kw >= 3 and kh >= 2 for 16s): exact integer sums
 //     modulo 2^32, then the divisor rule (mode 0 none, mode 1 shift with the rounding term of
-//     the round mode, mode 2 float reciprocal) and saturation. When no partial sum can reach
-//     2^24 the sums run as floats, which are then exact.
+//     the round mode, mode 2 float reciprocal) and saturation. Where the sum of |K| bounds every
+//     partial sum, the sums run in 16-bit lanes (8u data, sum of |K| times 255 below 2^15) or
+//     as floats (below 2^24), which are then exact.
 //   16s kernel on any other pairing: the kernel as floats, float sums, then
 //     (sum + offset * divisor) * reciprocal rounded by the round mode and saturated.
 //   32f kernel, integer data: float sums, + offset, rounded by the round mode, saturated.
@@ -30,7 +31,7 @@ namespace {
 
 using ftap::Rnd;
 
-enum Path : int32_t { kPathInt = 0, kPathIntFloat = 1, kPathFloat = 2, kPathDouble = 3 };
+enum Path : int32_t { kPathInt = 0, kPathIntFloat = 1, kPathFloat = 2, kPathDouble = 3, kPathInt16 = 4 };
 
 // The record inside the caller's spec block, at its first 64-byte boundary; the taps follow at
 // byte kTapsAt. Offsets, not pointers, so that the block may be copied.
@@ -86,8 +87,8 @@ int64_t pipelineSize(int64_t kw, int64_t kh, int64_t w, int elem, int channels) 
     const BorderExtent e = ownCentredExtent((int)kw, (int)kh);
     int64_t n = 7 + (kh + 1) * 8 + BorderRows::bufferSize(w, elem * channels, e);
     if (elem < 4)
-        n += 64 + round64(3 * (kh + 1) * 8) + (kh + 1) * ((w + 3 * (kw - 1)) * channels * 4 + 3 * 64) +
-             2 * round64(w * channels * 4);
+        n += 64 + round64(3 * (kh + 1) * 8) + (kh + 1) * ((w + 3 * (kw - 1)) * channels * 4 + 3 * 128) +
+             2 * round64(w * channels * 4 + 64);
     return n;
 }
 
@@ -162,9 +163,10 @@ ZelStatus init16s(const Zel16s* pKernel, ZeliSize k, int divisor, int dataType, 
     int64_t absSum = 0;
     for (int64_t m = 0; m < n; ++m) absSum += pKernel[m] < 0 ? -(int64_t)pKernel[m] : pKernel[m];
     const bool exact = absSum * (dataType == zel8u ? 255 : 32768) <= (1 << 24);
+    const bool small = dataType == zel8u && absSum * 255 <= 32767;  // and in 16-bit integers
     FilterSpec* s = specOf(pSpec);
     const int kind = dataType == zel8u ? 0 : dataType == zel16s ? 1 : 2;
-    initCommon(s, kind, k, roundMode, nc, asFloat ? kPathFloat : exact ? kPathIntFloat : kPathInt);
+    initCommon(s, kind, k, roundMode, nc, asFloat ? kPathFloat : small ? kPathInt16 : exact ? kPathIntFloat : kPathInt);
     s->divisor = divisor, s->fdiv = (float)divisor, s->ddiv = divisor;
     if (divisor > 1 && (divisor & (divisor - 1)) == 0) {
         int sh = 0;
@@ -176,6 +178,7 @@ ZelStatus init16s(const Zel16s* pKernel, ZeliSize k, int divisor, int dataType, 
     }
     uint8_t* taps = (uint8_t*)s + kTapsAt;
     if (s->path == kPathInt) storeReversed(pKernel, n, (int32_t*)taps);
+    else if (s->path == kPathInt16) storeReversed(pKernel, n, (int16_t*)taps);
     else storeReversed(pKernel, n, (float*)taps);
     return st;
 }
@@ -233,7 +236,8 @@ void finishRounded(const FilterSpec* s, const void* acc, int64_t n, T* d, const 
     if (s->path == kPathFloat) return ftap::ownFinishFloat<T, R>((const float*)acc, n, d, f);
     if constexpr (sizeof(T) == 1 || std::is_signed_v<T>) {  // 16u data always take the float path
         if (s->path == kPathInt) finishInt<T, R, int32_t>(s, acc, n, d, f);
-        else finishInt<T, R, float>(s, acc, n, d, f);
+        else if (s->path != kPathInt16) finishInt<T, R, float>(s, acc, n, d, f);
+        else if constexpr (sizeof(T) == 1) finishInt<T, R, int16_t>(s, acc, n, d, f);
     }
 }
 template <typename T>
@@ -293,7 +297,7 @@ ZelStatus filterBorder(const T* pSrc, int srcStep, T* pDst, int dstStep, ZeliSiz
     } else {
         // Integer data: each source row a segment reads is widened once into its ring of
         // kh + 1 rows; two rows of sums are then converted to the destination.
-        const bool isInt = s->path == kPathInt;
+        const int path = s->path;
         const int ring = kh + 1;
         int64_t* tags = (int64_t*)mem;
         mem += round64(3 * ring * 8);
@@ -301,12 +305,12 @@ ZelStatus filterBorder(const T* pSrc, int srcStep, T* pDst, int dstStep, ZeliSiz
         int64_t slot[3];
         for (int i = 0; i < br.segments(); ++i) {
             const auto g = br.segment(i);
-            slot[i] = round64((int64_t)(g.x1 - g.x0 + kw - 1) * C * 4);
+            slot[i] = round64((int64_t)(g.x1 - g.x0 + kw - 1) * C * 4 + 64);
             slots[i] = mem, mem += slot[i] * ring;
         }
         for (int64_t k = 0; k < 3 * ring; ++k) tags[k] = INT64_MIN;
         uint8_t* acc0 = mem;
-        uint8_t* acc1 = mem + round64((int64_t)W * C * 4);
+        uint8_t* acc1 = mem + round64((int64_t)W * C * 4 + 64);
 
         ftap::Finish f;
         f.offset = s->scaledOffset, f.recip = s->recip;
@@ -323,15 +327,18 @@ ZelStatus filterBorder(const T* pSrc, int srcStep, T* pDst, int dstStep, ZeliSiz
                     uint8_t* dst = slots[i] + k * slot[i];
                     if (tags[i * ring + k] != ys) {
                         const T* src = br.rowAs<T>(ys, i) + (int64_t)(g.x0 - e.left) * C;
-                        if (isInt) ftap::ownWidenRow(src, (int32_t*)dst, cols);
-                        else ftap::ownWidenRow(src, (float*)dst, cols);
+                        if (path == kPathInt) ftap::ownWidenRow(src, (int32_t*)dst, cols);
+                        else if (path != kPathInt16) ftap::ownWidenRow(src, (float*)dst, cols);
+                        else if constexpr (sizeof(T) == 1) ftap::ownWidenRow(src, (int16_t*)dst, cols);
                         tags[i * ring + k] = ys;
                     }
                     rows[r] = dst;
                 }
                 const int64_t n = (int64_t)(g.x1 - g.x0) * C, at = (int64_t)g.x0 * C;
-                if (isInt) sumRows<ftap::LanesI>(nr, rows, s, C, n, (int32_t*)acc0 + at, (int32_t*)acc1 + at);
-                else sumRows<ftap::LanesF>(nr, rows, s, C, n, (float*)acc0 + at, (float*)acc1 + at);
+                if (path == kPathInt) sumRows<ftap::LanesI>(nr, rows, s, C, n, (int32_t*)acc0 + at, (int32_t*)acc1 + at);
+                else if (path != kPathInt16) sumRows<ftap::LanesF>(nr, rows, s, C, n, (float*)acc0 + at, (float*)acc1 + at);
+                else if constexpr (sizeof(T) == 1)
+                    sumRows<ftap::LanesW>(nr, rows, s, C, n, (int16_t*)acc0 + at, (int16_t*)acc1 + at);
             }
             finishRow(s, acc0, (int64_t)W * C, row(pDst, dstStep, y), f);
             if (nr == 2) finishRow(s, acc1, (int64_t)W * C, row(pDst, dstStep, y + 1), f);

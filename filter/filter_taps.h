@@ -57,6 +57,19 @@ struct LanesI {
     static void store(T* p, R v, unsigned m) { _mm512_mask_storeu_epi32(p, (__mmask16)m, v); }
 };
 
+// 16 signed 16-bit lanes (AVX2), for sums that provably stay within 16 bits. Rows and outputs
+// are the pipeline's own padded buffers: a tail loads and stores whole vectors.
+struct LanesW {
+    using T = int16_t;
+    using R = __m256i;
+    static constexpr int N = 16;
+    static R zero() { return _mm256_setzero_si256(); }
+    static R set1(T t) { return _mm256_set1_epi16(t); }
+    static R load(const T* p, unsigned = 0) { return _mm256_loadu_si256((const __m256i*)p); }
+    static R madd(R k, R s, R acc) { return _mm256_add_epi16(acc, _mm256_mullo_epi16(k, s)); }
+    static void store(T* p, R v, unsigned = 0) { _mm256_storeu_si256((__m256i*)p, v); }
+};
+
 // Source rows as an array of row pointers (rows synthesised by the border component) ...
 template <typename T>
 struct RowList {
@@ -161,9 +174,20 @@ void ownFilterTapsRow(const Rows& rows, int kh, int kw, int stride, const typena
     if (s < n) tapsBlock<L, 1>(rows, kh, kw, stride, taps, tstep, s, out, (1u << (n - s)) - 1);
 }
 
-// d[i] = s[i] widened to float or int32 lanes, for n samples.
+// d[i] = s[i] widened to float, int32 or (from 8u) int16 lanes, for n samples; int16 rows are
+// written in whole vectors, up to 15 samples past n.
 template <typename S, typename A>
 void ownWidenRow(const S* s, A* d, int64_t n) {
+    if constexpr (std::is_same_v<A, int16_t>) {
+        int64_t i = 0;
+        for (; i + 16 <= n; i += 16) _mm256_storeu_si256((__m256i*)(d + i), _mm256_cvtepu8_epi16(_mm_loadu_si128((const __m128i*)(s + i))));
+        if (i < n) {
+            uint8_t b[16] = {};
+            memcpy(b, s + i, (size_t)(n - i));
+            _mm256_storeu_si256((__m256i*)(d + i), _mm256_cvtepu8_epi16(_mm_loadu_si128((const __m128i*)b)));
+        }
+        return;
+    }
     auto put = [&](int64_t i, cvt::Lanes<S> v, unsigned m) {
         if constexpr (std::is_same_v<A, float>) _mm512_mask_storeu_ps(d + i, (__mmask16)m, cvt::to_f(v).v);
         else _mm512_mask_storeu_epi32(d + i, (__mmask16)m, v.v);
@@ -195,7 +219,7 @@ void ownFinishFloat(const float* a, int64_t n, T* d, const Finish& f) {
     if (i < n) one(i, cvt::first((int)(n - i)));
 }
 
-// Integer sums (held as int32, or as floats that are exact integers) to an integer type by the
+// Integer sums (held as int32, int16 in a padded row, or floats that are exact integers) to an integer type by the
 // divisor rule of the 16s kernels: mode 0 adds the offset, mode 1 shifts right by k after the
 // rounding term of R, mode 2 multiplies by the float reciprocal and rounds by R; then saturates.
 template <typename T, int Mode, Rnd R, typename A>
@@ -207,6 +231,7 @@ void ownFinishInt(const A* a, int64_t n, T* d, const Finish& f) {
     auto one = [&](int64_t i, __mmask16 m) {
         __m512i t;
         if constexpr (std::is_same_v<A, float>) t = _mm512_cvt_roundps_epi32(_mm512_maskz_loadu_ps(m, a + i), cvt::kRN);
+        else if constexpr (std::is_same_v<A, int16_t>) t = _mm512_cvtepi16_epi32(_mm256_loadu_si256((const __m256i*)(a + i)));
         else t = _mm512_maskz_loadu_epi32(m, a + i);
         t = _mm512_add_epi32(t, off);
         if constexpr (Mode == 1) {
