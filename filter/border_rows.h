@@ -113,6 +113,9 @@ public:
               const BorderExtent& e, const BorderArg& b, const void* value, int valueSamples, uint8_t* buffer);
 
     int segments() const { return nseg_; }
+    // Whether segment i reads the source rows themselves (no strips): its row pointers stay
+    // valid for the whole call, not only for the ring's last top + bottom + 2 rows.
+    bool direct(int i) const { return strip_[i] < 0; }
     Segment segment(int i) const { return seg_[i]; }
     const BorderExtent& extent() const { return e_; }
 

@@ -26,6 +26,8 @@
 #include "filter/border_rows.h"
 #include "filter/filter_taps.h"
 
+#include <array>
+
 namespace zel {
 namespace {
 
@@ -79,16 +81,16 @@ int64_t borderBufferSize(int64_t kw, int64_t kh, int64_t w, int64_t h, int elem,
     return ((need * elem * channels + 31) & ~(int64_t)31) + 32;
 }
 
-// The row pipeline's own memory: kh + 1 row pointers, the border component and, for integer
-// data, the ring of widened source rows (kh + 1 rows for each of at most three segments, whose
-// widths add up to at most w + 3 (kw - 1) pixels), its tags and two rows of sums. The 64f
+// The row pipeline's own memory: kh + 3 row pointers, the border component and, for integer
+// data, the ring of widened source rows (kh + 3 rows for each of at most three segments, whose
+// widths add up to at most w + 3 (kw - 1) pixels), its tags and four rows of sums. The 64f
 // filter fits the first two into the size its formula gives.
 int64_t pipelineSize(int64_t kw, int64_t kh, int64_t w, int elem, int channels) {
     const BorderExtent e = ownCentredExtent((int)kw, (int)kh);
-    int64_t n = 7 + (kh + 1) * 8 + BorderRows::bufferSize(w, elem * channels, e);
+    int64_t n = 7 + (kh + 3) * 8 + BorderRows::bufferSize(w, elem * channels, e);
     if (elem < 4)
-        n += 64 + round64(3 * (kh + 1) * 8) + (kh + 1) * ((w + 3 * (kw - 1)) * channels * 4 + 3 * 128) +
-             2 * round64(w * channels * 4 + 64);
+        n += 64 + round64(3 * (kh + 3) * 8) + (kh + 3) * ((w + 3 * (kw - 1)) * channels * 4 + 3 * 128) +
+             4 * round64(w * channels * 4 + 64);
     return n;
 }
 
@@ -248,13 +250,17 @@ void finishRow(const FilterSpec* s, const void* acc, int64_t n, T* d, const ftap
     else finishRounded<T, Rnd::Fin>(s, acc, n, d, f);
 }
 
-// The sums of one or two output rows (nr) of one segment from the kh + nr - 1 rows at rows.
+// The sums of nr (1, 2 or 4) output rows of one segment from the kh + nr - 1 rows at rows.
 template <class L, typename A>
-void sumRows(int nr, const void** rows, const FilterSpec* s, int stride, int64_t n, A* out0, A* out1) {
+void sumRows(int nr, const void** rows, const FilterSpec* s, int stride, int64_t n, A* const* out) {
     const ftap::RowList<A> list{(const A* const*)rows};
-    if (nr == 2) ftap::ownFilterTapsRowPair<L>(list, s->kh, s->kw, stride, tapsOf<A>(s), 1, n, out0, out1);
-    else ftap::ownFilterTapsRow<L>(list, s->kh, s->kw, stride, tapsOf<A>(s), 1, n, out0);
+    if (nr == 4) ftap::ownFilterTapsRows<L, 4>(list, s->kh, s->kw, stride, tapsOf<A>(s), 1, n, out);
+    else if (nr == 2) ftap::ownFilterTapsRows<L, 2>(list, s->kh, s->kw, stride, tapsOf<A>(s), 1, n, out);
+    else ftap::ownFilterTapsRows<L, 1>(list, s->kh, s->kw, stride, tapsOf<A>(s), 1, n, out);
 }
+
+// How many of the g output rows left in a group to take at once, given the most a segment may.
+inline int groupRows(int g, int most) { return g >= 4 && most >= 4 ? 4 : g >= 2 ? 2 : 1; }
 
 template <typename T, int C>
 ZelStatus filterBorder(const T* pSrc, int srcStep, T* pDst, int dstStep, ZeliSize roi, ZeliBorderType border,
@@ -271,10 +277,11 @@ ZelStatus filterBorder(const T* pSrc, int srcStep, T* pDst, int dstStep, ZeliSiz
     const BorderExtent e = ownCentredExtent(kw, kh);
     cvt::FpNear fp;
 
-    // The work buffer: kh + 1 row pointers, the border component, then the integer pipeline.
-    // Output rows go in pairs, which read kh + 1 source rows (the border component's ring).
+    // The work buffer: kh + 3 row pointers, the border component, then the integer pipeline.
+    // Output rows go in groups of up to four, which read kh + 3 source rows; a segment that
+    // reads the border component's strips takes at most two (its ring holds kh + 1 rows).
     const void** rows = (const void**)(((uintptr_t)pBuffer + 7) & ~(uintptr_t)7);
-    uint8_t* mem = (uint8_t*)(rows + kh + 1);
+    uint8_t* mem = (uint8_t*)(rows + kh + 3);
     BorderRows br;
     br.init(pSrc, srcStep, sizeof(T), C, W, H, e, b, borderValue, C, mem);
     mem = aligned64(mem + BorderRows::bufferSize(W, C * sizeof(T), e));
@@ -282,66 +289,75 @@ ZelStatus filterBorder(const T* pSrc, int srcStep, T* pDst, int dstStep, ZeliSiz
     if constexpr (std::is_floating_point_v<T>) {
         // Floating-point data are read in place and written directly.
         using L = std::conditional_t<std::is_same_v<T, float>, ftap::LanesF, ftap::LanesD>;
-        for (int64_t y = 0; y < H; y += 2) {
-            const int nr = y + 1 < H ? 2 : 1;
-            T* d = row(pDst, dstStep, y);
-            T* d1 = nr == 2 ? row(pDst, dstStep, y + 1) : d;
+        for (int64_t y = 0; y < H; y += 4) {
+            const int g = H - y < 4 ? (int)(H - y) : 4;
             for (int i = 0; i < br.segments(); ++i) {
-                const auto g = br.segment(i);
-                for (int r = 0; r < kh + nr - 1; ++r) rows[r] = br.rowAs<T>(y - e.top + r, i) + (int64_t)(g.x0 - e.left) * C;
-                const int64_t at = (int64_t)g.x0 * C;
-                sumRows<L, T>(nr, rows, s, C, (int64_t)(g.x1 - g.x0) * C, d + at, d1 + at);
+                const auto sg = br.segment(i);
+                for (int q = 0, nr; q < g; q += nr) {
+                    nr = groupRows(g - q, br.direct(i) ? 4 : 2);
+                    for (int r = 0; r < kh + nr - 1; ++r)
+                        rows[r] = br.rowAs<T>(y + q - e.top + r, i) + (int64_t)(sg.x0 - e.left) * C;
+                    T* out[4];
+                    for (int k = 0; k < nr; ++k) out[k] = row(pDst, dstStep, y + q + k) + (int64_t)sg.x0 * C;
+                    sumRows<L, T>(nr, rows, s, C, (int64_t)(sg.x1 - sg.x0) * C, out);
+                }
             }
         }
         return zelStsNoErr;
     } else {
         // Integer data: each source row a segment reads is widened once into its ring of
-        // kh + 1 rows; two rows of sums are then converted to the destination.
-        const int path = s->path;
-        const int ring = kh + 1;
+        // kh + 3 rows; each group's rows of sums are then converted to the destination.
+        const int path = s->path, ring = kh + 3;
         int64_t* tags = (int64_t*)mem;
         mem += round64(3 * ring * 8);
         uint8_t* slots[3];
         int64_t slot[3];
         for (int i = 0; i < br.segments(); ++i) {
-            const auto g = br.segment(i);
-            slot[i] = round64((int64_t)(g.x1 - g.x0 + kw - 1) * C * 4 + 64);
+            const auto sg = br.segment(i);
+            slot[i] = round64((int64_t)(sg.x1 - sg.x0 + kw - 1) * C * 4 + 64);
             slots[i] = mem, mem += slot[i] * ring;
         }
         for (int64_t k = 0; k < 3 * ring; ++k) tags[k] = INT64_MIN;
-        uint8_t* acc0 = mem;
-        uint8_t* acc1 = mem + round64((int64_t)W * C * 4 + 64);
+        uint8_t* acc[4];
+        for (int k = 0; k < 4; ++k) acc[k] = mem + k * round64((int64_t)W * C * 4 + 64);
 
         ftap::Finish f;
         f.offset = s->scaledOffset, f.recip = s->recip;
         f.ioffset = (int32_t)(uint32_t)((int64_t)s->offset * s->divisor);
         f.shift = s->shift, f.addend = s->addend, f.mask = s->mask;
 
-        for (int64_t y = 0; y < H; y += 2) {
-            const int nr = y + 1 < H ? 2 : 1;
+        for (int64_t y = 0; y < H; y += 4) {
+            const int g = H - y < 4 ? (int)(H - y) : 4;
             for (int i = 0; i < br.segments(); ++i) {
-                const auto g = br.segment(i);
-                const int64_t cols = (int64_t)(g.x1 - g.x0 + kw - 1) * C;
-                for (int r = 0; r < kh + nr - 1; ++r) {
-                    const int64_t ys = y - e.top + r, k = (ys + e.top) % ring;
-                    uint8_t* dst = slots[i] + k * slot[i];
-                    if (tags[i * ring + k] != ys) {
-                        const T* src = br.rowAs<T>(ys, i) + (int64_t)(g.x0 - e.left) * C;
-                        if (path == kPathInt) ftap::ownWidenRow(src, (int32_t*)dst, cols);
-                        else if (path != kPathInt16) ftap::ownWidenRow(src, (float*)dst, cols);
-                        else if constexpr (sizeof(T) == 1) ftap::ownWidenRow(src, (int16_t*)dst, cols);
-                        tags[i * ring + k] = ys;
+                const auto sg = br.segment(i);
+                const int64_t cols = (int64_t)(sg.x1 - sg.x0 + kw - 1) * C;
+                for (int q = 0, nr; q < g; q += nr) {
+                    nr = groupRows(g - q, 4);
+                    for (int r = 0; r < kh + nr - 1; ++r) {
+                        const int64_t ys = y + q - e.top + r, k = (ys + e.top) % ring;
+                        uint8_t* dst = slots[i] + k * slot[i];
+                        if (tags[i * ring + k] != ys) {
+                            const T* src = br.rowAs<T>(ys, i) + (int64_t)(sg.x0 - e.left) * C;
+                            if (path == kPathInt) ftap::ownWidenRow(src, (int32_t*)dst, cols);
+                            else if (path != kPathInt16) ftap::ownWidenRow(src, (float*)dst, cols);
+                            else if constexpr (sizeof(T) == 1) ftap::ownWidenRow(src, (int16_t*)dst, cols);
+                            tags[i * ring + k] = ys;
+                        }
+                        rows[r] = dst;
                     }
-                    rows[r] = dst;
+                    const int64_t n = (int64_t)(sg.x1 - sg.x0) * C, at = (int64_t)sg.x0 * C;
+                    auto outs = [&](auto* type) {
+                        using A = std::remove_pointer_t<decltype(type)>;
+                        std::array<A*, 4> o{};
+                        for (int k = 0; k < nr; ++k) o[k] = (A*)acc[q + k] + at;
+                        return o;
+                    };
+                    if (path == kPathInt) sumRows<ftap::LanesI>(nr, rows, s, C, n, outs((int32_t*)nullptr).data());
+                    else if (path != kPathInt16) sumRows<ftap::LanesF>(nr, rows, s, C, n, outs((float*)nullptr).data());
+                    else if constexpr (sizeof(T) == 1) sumRows<ftap::LanesW>(nr, rows, s, C, n, outs((int16_t*)nullptr).data());
                 }
-                const int64_t n = (int64_t)(g.x1 - g.x0) * C, at = (int64_t)g.x0 * C;
-                if (path == kPathInt) sumRows<ftap::LanesI>(nr, rows, s, C, n, (int32_t*)acc0 + at, (int32_t*)acc1 + at);
-                else if (path != kPathInt16) sumRows<ftap::LanesF>(nr, rows, s, C, n, (float*)acc0 + at, (float*)acc1 + at);
-                else if constexpr (sizeof(T) == 1)
-                    sumRows<ftap::LanesW>(nr, rows, s, C, n, (int16_t*)acc0 + at, (int16_t*)acc1 + at);
             }
-            finishRow(s, acc0, (int64_t)W * C, row(pDst, dstStep, y), f);
-            if (nr == 2) finishRow(s, acc1, (int64_t)W * C, row(pDst, dstStep, y + 1), f);
+            for (int q = 0; q < g; ++q) finishRow(s, acc[q], (int64_t)W * C, row(pDst, dstStep, y + q), f);
         }
         return zelStsNoErr;
     }
@@ -358,9 +374,16 @@ ZelStatus filter64f(const Zel64f* pSrc, int srcStep, Zel64f* pDst, int dstStep, 
     cvt::FpNear fp;
     const int64_t n = (int64_t)k.width * k.height, sstep = srcStep / 8;
     const Zel64f* base = pSrc + (int64_t)(anchor.y - k.height + 1) * sstep + (anchor.x - k.width + 1);
-    for (int64_t y = 0; y < roi.height; ++y)
-        ftap::ownFilterTapsRow<ftap::LanesD>(ftap::RowStride<Zel64f>{base + y * sstep, sstep}, k.height, k.width, 1,
-                                             pKernel + n - 1, -1, roi.width, row(pDst, dstStep, y));
+    for (int64_t y = 0; y < roi.height; y += 4) {
+        Zel64f* out[4];
+        const ftap::RowStride<Zel64f> rows{base + y * sstep, sstep};
+        for (int q = 0; q < 4 && y + q < roi.height; ++q) out[q] = row(pDst, dstStep, y + q);
+        if (y + 4 <= roi.height) ftap::ownFilterTapsRows<ftap::LanesD, 4>(rows, k.height, k.width, 1, pKernel + n - 1, -1, roi.width, out);
+        else
+            for (int q = 0; y + q < roi.height; ++q)
+                ftap::ownFilterTapsRows<ftap::LanesD, 1>(ftap::RowStride<Zel64f>{base + (y + q) * sstep, sstep}, k.height,
+                                                         k.width, 1, pKernel + n - 1, -1, roi.width, out + q);
+    }
     return zelStsNoErr;
 }
 

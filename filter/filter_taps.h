@@ -84,94 +84,75 @@ struct RowStride {
     const T* operator[](int i) const { return base + i * step; }
 };
 
-// NB vectors of output from sample s on, the last one limited to the lanes of `last`.
-template <class L, int NB, class Rows>
-inline void tapsBlock(const Rows& rows, int kh, int kw, int stride, const typename L::T* taps, int tstep, int64_t s,
-                      typename L::T* out, unsigned last) {
+// One source row's share of a group of NR output rows: output row q (Q0 <= q <= Q1) adds the
+// taps of kernel row r - q. Each vector of the source row is loaded once for all of them.
+template <class L, int NB, int NR, bool Tail, int Q0, int Q1>
+__attribute__((always_inline)) inline void tapsRowGroup(const typename L::T* p, int r, int kw, int stride,
+                                                        const typename L::T* taps, int64_t rowTaps, int tstep,
+                                                        typename L::R (&acc)[NR][NB], unsigned last) {
     using R = typename L::R;
-    R acc[NB];
-#pragma GCC unroll 8
-    for (int b = 0; b < NB; ++b) acc[b] = L::zero();
-    const typename L::T* t = taps;
-    for (int i = 0; i < kh; ++i) {
-        const typename L::T* p = rows[i] + s;
-        for (int j = 0; j < kw; ++j, t += tstep, p += stride) {
-            const R k = L::set1(*t);
-#pragma GCC unroll 8
-            for (int b = 0; b < NB - 1; ++b) acc[b] = L::madd(k, L::load(p + b * L::N), acc[b]);
-            acc[NB - 1] = L::madd(k, L::load(p + (NB - 1) * L::N, last), acc[NB - 1]);
-        }
-    }
-#pragma GCC unroll 8
-    for (int b = 0; b < NB - 1; ++b) L::store(out + s + b * L::N, acc[b]);
-    L::store(out + s + (NB - 1) * L::N, acc[NB - 1], last);
-}
-
-// One source row's share of two output rows at once: with the taps t0 of the upper output row
-// (when A) and t1 of the lower one (when B), each vector of the row loaded once.
-template <class L, int NB, bool A, bool B>
-__attribute__((always_inline)) inline void tapsRowPair(const typename L::T* p, int kw, int stride, const typename L::T* t0,
-                                                       const typename L::T* t1, int tstep, typename L::R (&a)[NB],
-                                                       typename L::R (&c)[NB], unsigned last) {
-    using R = typename L::R;
+    const typename L::T* t[NR];
+#pragma GCC unroll 4
+    for (int q = Q0; q <= Q1; ++q) t[q] = taps + (r - q) * rowTaps;
     for (int j = 0; j < kw; ++j, p += stride) {
-        R k0, k1;
-        if constexpr (A) k0 = L::set1(t0[j * tstep]);
-        if constexpr (B) k1 = L::set1(t1[j * tstep]);
+        R k[NR];
+#pragma GCC unroll 4
+        for (int q = Q0; q <= Q1; ++q) k[q] = L::set1(t[q][j * tstep]);
 #pragma GCC unroll 8
         for (int b = 0; b < NB; ++b) {
-            const R v = b < NB - 1 ? L::load(p + b * L::N) : L::load(p + b * L::N, last);
-            if constexpr (A) a[b] = L::madd(k0, v, a[b]);
-            if constexpr (B) c[b] = L::madd(k1, v, c[b]);
+            const R v = Tail && b == NB - 1 ? L::load(p + b * L::N, last) : L::load(p + b * L::N);
+#pragma GCC unroll 4
+            for (int q = Q0; q <= Q1; ++q) acc[q][b] = L::madd(k[q], v, acc[q][b]);
         }
     }
 }
 
-// Two output rows from the kh + 1 source rows rows[0..kh]: row 0 of the pair reads rows[0..kh),
-// row 1 reads rows[1..kh]; each sum still takes its taps in order.
-template <class L, int NB, class Rows>
-inline void tapsBlockPair(const Rows& rows, int kh, int kw, int stride, const typename L::T* taps, int tstep, int64_t s,
-                          typename L::T* out0, typename L::T* out1, unsigned last) {
-    using R = typename L::R;
-    R a[NB], c[NB];
+// NB vectors of NR output rows from sample s on (with Tail, the last vector limited to the
+// lanes of `last`), out[q] from the source rows rows[q .. q + kh).
+template <class L, int NB, int NR, bool Tail, class Rows>
+inline void tapsBlock(const Rows& rows, int kh, int kw, int stride, const typename L::T* taps, int tstep, int64_t s,
+                      typename L::T* const* out, unsigned last) {
+    typename L::R acc[NR][NB];
+#pragma GCC unroll 4
+    for (int q = 0; q < NR; ++q)
 #pragma GCC unroll 8
-    for (int b = 0; b < NB; ++b) a[b] = c[b] = L::zero();
+        for (int b = 0; b < NB; ++b) acc[q][b] = L::zero();
     const int64_t rowTaps = (int64_t)kw * tstep;
-    tapsRowPair<L, NB, true, false>(rows[0] + s, kw, stride, taps, nullptr, tstep, a, c, last);
-    for (int r = 1; r < kh; ++r)
-        tapsRowPair<L, NB, true, true>(rows[r] + s, kw, stride, taps + r * rowTaps, taps + (r - 1) * rowTaps, tstep, a, c, last);
-    tapsRowPair<L, NB, false, true>(rows[kh] + s, kw, stride, nullptr, taps + (kh - 1) * rowTaps, tstep, a, c, last);
-#pragma GCC unroll 8
-    for (int b = 0; b < NB; ++b) {
-        if (b < NB - 1) L::store(out0 + s + b * L::N, a[b]), L::store(out1 + s + b * L::N, c[b]);
-        else L::store(out0 + s + b * L::N, a[b], last), L::store(out1 + s + b * L::N, c[b], last);
+    for (int r = 0; r < kh + NR - 1; ++r) {
+        const int q0 = r - kh + 1 > 0 ? r - kh + 1 : 0, q1 = r < NR - 1 ? r : NR - 1;
+        const typename L::T* p = rows[r] + s;
+#define ZEL_TAPS_GROUP(A, B)                                                                          \
+    case A * 4 + B:                                                                                   \
+        if constexpr (B < NR) tapsRowGroup<L, NB, NR, Tail, A, B>(p, r, kw, stride, taps, rowTaps, tstep, acc, last); \
+        break;
+        switch (q0 * 4 + q1) {
+            ZEL_TAPS_GROUP(0, 0) ZEL_TAPS_GROUP(0, 1) ZEL_TAPS_GROUP(0, 2) ZEL_TAPS_GROUP(0, 3) ZEL_TAPS_GROUP(1, 1)
+            ZEL_TAPS_GROUP(1, 2) ZEL_TAPS_GROUP(1, 3) ZEL_TAPS_GROUP(2, 2) ZEL_TAPS_GROUP(2, 3) ZEL_TAPS_GROUP(3, 3)
+        }
+#undef ZEL_TAPS_GROUP
     }
+#pragma GCC unroll 4
+    for (int q = 0; q < NR; ++q)
+#pragma GCC unroll 8
+        for (int b = 0; b < NB; ++b) {
+            if (Tail && b == NB - 1) L::store(out[q] + s + b * L::N, acc[q][b], last);
+            else L::store(out[q] + s + b * L::N, acc[q][b]);
+        }
 }
 
-// The rows of ownFilterTapsRow for two output rows at once, out0 from rows[0..kh) and out1 from
-// rows[1..kh]: the same sums, with each source vector loaded once for both.
-template <class L, class Rows>
-void ownFilterTapsRowPair(const Rows& rows, int kh, int kw, int stride, const typename L::T* taps, int tstep, int64_t n,
-                          typename L::T* out0, typename L::T* out1) {
-    constexpr int N = L::N;
+// out[q][s] for q < NR (1, 2 or 4) and s in [0, n): the running sum above over the source rows
+// rows[q .. q + kh) and the kh * kw taps, tap m at taps[m * tstep]. Reads rows[r][0 .. n +
+// (kw - 1) * stride) and nothing else; each source vector is loaded once for the NR rows.
+template <class L, int NR, class Rows>
+void ownFilterTapsRows(const Rows& rows, int kh, int kw, int stride, const typename L::T* taps, int tstep, int64_t n,
+                       typename L::T* const* out) {
+    // Accumulators in registers: 8 vectors of one row, 4 of two, 4 (2 for ymm lanes) of four.
+    constexpr int N = L::N, NB = NR == 1 ? 8 : NR == 4 && sizeof(typename L::R) == 32 ? 2 : 4;
     constexpr unsigned all = (1u << N) - 1;
     int64_t s = 0;
-    for (; s + 4 * N <= n; s += 4 * N) tapsBlockPair<L, 4>(rows, kh, kw, stride, taps, tstep, s, out0, out1, all);
-    for (; s + N <= n; s += N) tapsBlockPair<L, 1>(rows, kh, kw, stride, taps, tstep, s, out0, out1, all);
-    if (s < n) tapsBlockPair<L, 1>(rows, kh, kw, stride, taps, tstep, s, out0, out1, (1u << (n - s)) - 1);
-}
-
-// out[s] for s in [0, n): the running sum above over rows[0..kh) and the kh * kw taps, tap m at
-// taps[m * tstep]. Reads rows[i][0 .. n + (kw - 1) * stride) and nothing else.
-template <class L, class Rows>
-void ownFilterTapsRow(const Rows& rows, int kh, int kw, int stride, const typename L::T* taps, int tstep, int64_t n,
-                      typename L::T* out) {
-    constexpr int N = L::N;
-    constexpr unsigned all = (1u << N) - 1;
-    int64_t s = 0;
-    for (; s + 8 * N <= n; s += 8 * N) tapsBlock<L, 8>(rows, kh, kw, stride, taps, tstep, s, out, all);
-    for (; s + N <= n; s += N) tapsBlock<L, 1>(rows, kh, kw, stride, taps, tstep, s, out, all);
-    if (s < n) tapsBlock<L, 1>(rows, kh, kw, stride, taps, tstep, s, out, (1u << (n - s)) - 1);
+    for (; s + NB * N <= n; s += NB * N) tapsBlock<L, NB, NR, false>(rows, kh, kw, stride, taps, tstep, s, out, all);
+    for (; s + N <= n; s += N) tapsBlock<L, 1, NR, false>(rows, kh, kw, stride, taps, tstep, s, out, all);
+    if (s < n) tapsBlock<L, 1, NR, true>(rows, kh, kw, stride, taps, tstep, s, out, (1u << (n - s)) - 1);
 }
 
 // d[i] = s[i] widened to float, int32 or (from 8u) int16 lanes, for n samples; int16 rows are
