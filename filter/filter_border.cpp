@@ -260,7 +260,7 @@ void sumRows(int nr, const void** rows, const FilterSpec* s, int stride, int64_t
 }
 
 // How many of the g output rows left in a group to take at once, given the most a segment may.
-inline int groupRows(int g, int most) { return g >= 4 && most >= 4 ? 4 : g >= 2 ? 2 : 1; }
+inline int groupRows(int g, int most, int kh) { return g >= 4 && most >= 4 && kh >= 3 ? 4 : g >= 2 ? 2 : 1; }
 
 template <typename T, int C>
 ZelStatus filterBorder(const T* pSrc, int srcStep, T* pDst, int dstStep, ZeliSize roi, ZeliBorderType border,
@@ -294,7 +294,7 @@ ZelStatus filterBorder(const T* pSrc, int srcStep, T* pDst, int dstStep, ZeliSiz
             for (int i = 0; i < br.segments(); ++i) {
                 const auto sg = br.segment(i);
                 for (int q = 0, nr; q < g; q += nr) {
-                    nr = groupRows(g - q, br.direct(i) ? 4 : 2);
+                    nr = groupRows(g - q, br.direct(i) ? 4 : 2, kh);
                     for (int r = 0; r < kh + nr - 1; ++r)
                         rows[r] = br.rowAs<T>(y + q - e.top + r, i) + (int64_t)(sg.x0 - e.left) * C;
                     T* out[4];
@@ -307,7 +307,7 @@ ZelStatus filterBorder(const T* pSrc, int srcStep, T* pDst, int dstStep, ZeliSiz
     } else {
         // Integer data: each source row a segment reads is widened once into its ring of
         // kh + 3 rows; each group's rows of sums are then converted to the destination.
-        const int path = s->path, ring = kh + 3;
+        const int path = s->path, most = path == kPathInt16 ? 2 : 4, ring = kh + most - 1;
         int64_t* tags = (int64_t*)mem;
         mem += round64(3 * ring * 8);
         uint8_t* slots[3];
@@ -326,38 +326,37 @@ ZelStatus filterBorder(const T* pSrc, int srcStep, T* pDst, int dstStep, ZeliSiz
         f.ioffset = (int32_t)(uint32_t)((int64_t)s->offset * s->divisor);
         f.shift = s->shift, f.addend = s->addend, f.mask = s->mask;
 
-        for (int64_t y = 0; y < H; y += 4) {
-            const int g = H - y < 4 ? (int)(H - y) : 4;
+        // Each group of nr rows is summed over every segment and converted while its rows of
+        // sums are still in the first-level cache; 16-bit lanes take two rows (16 ymm registers).
+        for (int64_t y = 0, nr; y < H; y += nr) {
+            nr = groupRows((int)(H - y < 4 ? H - y : 4), most, kh);
             for (int i = 0; i < br.segments(); ++i) {
                 const auto sg = br.segment(i);
                 const int64_t cols = (int64_t)(sg.x1 - sg.x0 + kw - 1) * C;
-                for (int q = 0, nr; q < g; q += nr) {
-                    nr = groupRows(g - q, 4);
-                    for (int r = 0; r < kh + nr - 1; ++r) {
-                        const int64_t ys = y + q - e.top + r, k = (ys + e.top) % ring;
-                        uint8_t* dst = slots[i] + k * slot[i];
-                        if (tags[i * ring + k] != ys) {
-                            const T* src = br.rowAs<T>(ys, i) + (int64_t)(sg.x0 - e.left) * C;
-                            if (path == kPathInt) ftap::ownWidenRow(src, (int32_t*)dst, cols);
-                            else if (path != kPathInt16) ftap::ownWidenRow(src, (float*)dst, cols);
-                            else if constexpr (sizeof(T) == 1) ftap::ownWidenRow(src, (int16_t*)dst, cols);
-                            tags[i * ring + k] = ys;
-                        }
-                        rows[r] = dst;
+                for (int r = 0; r < kh + nr - 1; ++r) {
+                    const int64_t ys = y - e.top + r, k = (ys + e.top) % ring;
+                    uint8_t* dst = slots[i] + k * slot[i];
+                    if (tags[i * ring + k] != ys) {
+                        const T* src = br.rowAs<T>(ys, i) + (int64_t)(sg.x0 - e.left) * C;
+                        if (path == kPathInt) ftap::ownWidenRow(src, (int32_t*)dst, cols);
+                        else if (path != kPathInt16) ftap::ownWidenRow(src, (float*)dst, cols);
+                        else if constexpr (sizeof(T) == 1) ftap::ownWidenRow(src, (int16_t*)dst, cols);
+                        tags[i * ring + k] = ys;
                     }
-                    const int64_t n = (int64_t)(sg.x1 - sg.x0) * C, at = (int64_t)sg.x0 * C;
-                    auto outs = [&](auto* type) {
-                        using A = std::remove_pointer_t<decltype(type)>;
-                        std::array<A*, 4> o{};
-                        for (int k = 0; k < nr; ++k) o[k] = (A*)acc[q + k] + at;
-                        return o;
-                    };
-                    if (path == kPathInt) sumRows<ftap::LanesI>(nr, rows, s, C, n, outs((int32_t*)nullptr).data());
-                    else if (path != kPathInt16) sumRows<ftap::LanesF>(nr, rows, s, C, n, outs((float*)nullptr).data());
-                    else if constexpr (sizeof(T) == 1) sumRows<ftap::LanesW>(nr, rows, s, C, n, outs((int16_t*)nullptr).data());
+                    rows[r] = dst;
                 }
+                const int64_t n = (int64_t)(sg.x1 - sg.x0) * C, at = (int64_t)sg.x0 * C;
+                auto outs = [&](auto* type) {
+                    using A = std::remove_pointer_t<decltype(type)>;
+                    std::array<A*, 4> o{};
+                    for (int k = 0; k < nr; ++k) o[k] = (A*)acc[k] + at;
+                    return o;
+                };
+                if (path == kPathInt) sumRows<ftap::LanesI>((int)nr, rows, s, C, n, outs((int32_t*)nullptr).data());
+                else if (path != kPathInt16) sumRows<ftap::LanesF>((int)nr, rows, s, C, n, outs((float*)nullptr).data());
+                else if constexpr (sizeof(T) == 1) sumRows<ftap::LanesW>((int)nr, rows, s, C, n, outs((int16_t*)nullptr).data());
             }
-            for (int q = 0; q < g; ++q) finishRow(s, acc[q], (int64_t)W * C, row(pDst, dstStep, y + q), f);
+            for (int q = 0; q < nr; ++q) finishRow(s, acc[q], (int64_t)W * C, row(pDst, dstStep, y + q), f);
         }
         return zelStsNoErr;
     }
@@ -378,7 +377,7 @@ ZelStatus filter64f(const Zel64f* pSrc, int srcStep, Zel64f* pDst, int dstStep, 
         Zel64f* out[4];
         const ftap::RowStride<Zel64f> rows{base + y * sstep, sstep};
         for (int q = 0; q < 4 && y + q < roi.height; ++q) out[q] = row(pDst, dstStep, y + q);
-        if (y + 4 <= roi.height) ftap::ownFilterTapsRows<ftap::LanesD, 4>(rows, k.height, k.width, 1, pKernel + n - 1, -1, roi.width, out);
+        if (y + 4 <= roi.height && k.height >= 3) ftap::ownFilterTapsRows<ftap::LanesD, 4>(rows, k.height, k.width, 1, pKernel + n - 1, -1, roi.width, out);
         else
             for (int q = 0; y + q < roi.height; ++q)
                 ftap::ownFilterTapsRows<ftap::LanesD, 1>(ftap::RowStride<Zel64f>{base + (y + q) * sstep, sstep}, k.height,

@@ -118,19 +118,20 @@ inline void tapsBlock(const Rows& rows, int kh, int kw, int stride, const typena
 #pragma GCC unroll 8
         for (int b = 0; b < NB; ++b) acc[q][b] = L::zero();
     const int64_t rowTaps = (int64_t)kw * tstep;
-    for (int r = 0; r < kh + NR - 1; ++r) {
-        const int q0 = r - kh + 1 > 0 ? r - kh + 1 : 0, q1 = r < NR - 1 ? r : NR - 1;
-        const typename L::T* p = rows[r] + s;
-#define ZEL_TAPS_GROUP(A, B)                                                                          \
-    case A * 4 + B:                                                                                   \
-        if constexpr (B < NR) tapsRowGroup<L, NB, NR, Tail, A, B>(p, r, kw, stride, taps, rowTaps, tstep, acc, last); \
-        break;
-        switch (q0 * 4 + q1) {
-            ZEL_TAPS_GROUP(0, 0) ZEL_TAPS_GROUP(0, 1) ZEL_TAPS_GROUP(0, 2) ZEL_TAPS_GROUP(0, 3) ZEL_TAPS_GROUP(1, 1)
-            ZEL_TAPS_GROUP(1, 2) ZEL_TAPS_GROUP(1, 3) ZEL_TAPS_GROUP(2, 2) ZEL_TAPS_GROUP(2, 3) ZEL_TAPS_GROUP(3, 3)
-        }
-#undef ZEL_TAPS_GROUP
+#define ZEL_TAPS_GROUP(A, B, r) \
+    tapsRowGroup<L, NB, NR, Tail, A, B>(rows[r] + s, r, kw, stride, taps, rowTaps, tstep, acc, last)
+    if constexpr (NR == 1) {
+        for (int r = 0; r < kh; ++r) ZEL_TAPS_GROUP(0, 0, r);
+    } else if constexpr (NR == 2) {
+        ZEL_TAPS_GROUP(0, 0, 0);
+        for (int r = 1; r < kh; ++r) ZEL_TAPS_GROUP(0, 1, r);
+        ZEL_TAPS_GROUP(1, 1, kh);
+    } else {  // kh >= 3: rows 0..2 start the group, rows kh..kh + 2 end it
+        ZEL_TAPS_GROUP(0, 0, 0), ZEL_TAPS_GROUP(0, 1, 1), ZEL_TAPS_GROUP(0, 2, 2);
+        for (int r = 3; r < kh; ++r) ZEL_TAPS_GROUP(0, 3, r);
+        ZEL_TAPS_GROUP(1, 3, kh), ZEL_TAPS_GROUP(2, 3, kh + 1), ZEL_TAPS_GROUP(3, 3, kh + 2);
     }
+#undef ZEL_TAPS_GROUP
 #pragma GCC unroll 4
     for (int q = 0; q < NR; ++q)
 #pragma GCC unroll 8
@@ -140,7 +141,7 @@ inline void tapsBlock(const Rows& rows, int kh, int kw, int stride, const typena
         }
 }
 
-// out[q][s] for q < NR (1, 2 or 4) and s in [0, n): the running sum above over the source rows
+// out[q][s] for q < NR (1, 2, or 4 when kh >= 3) and s in [0, n): the running sum above over the source rows
 // rows[q .. q + kh) and the kh * kw taps, tap m at taps[m * tstep]. Reads rows[r][0 .. n +
 // (kw - 1) * stride) and nothing else; each source vector is loaded once for the NR rows.
 template <class L, int NR, class Rows>
