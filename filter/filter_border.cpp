@@ -379,7 +379,7 @@ ZelStatus filter64f(const Zel64f* pSrc, int srcStep, Zel64f* pDst, int dstStep, 
         for (int q = 0; q < 4 && y + q < roi.height; ++q) out[q] = row(pDst, dstStep, y + q);
         if (y + 4 <= roi.height && k.height >= 3) ftap::ownFilterTapsRows<ftap::LanesD, 4>(rows, k.height, k.width, 1, pKernel + n - 1, -1, roi.width, out);
         else
-            for (int q = 0; y + q < roi.height; ++q)
+            for (int q = 0; q < 4 && y + q < roi.height; ++q)
                 ftap::ownFilterTapsRows<ftap::LanesD, 1>(ftap::RowStride<Zel64f>{base + (y + q) * sstep, sstep}, k.height,
                                                          k.width, 1, pKernel + n - 1, -1, roi.width, out + q);
     }
