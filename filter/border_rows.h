@@ -34,6 +34,11 @@
 // Ring: the strips of the last top + bottom + 2 source rows are kept, so a kernel may hold the
 // rows of one whole neighbourhood and the row that has just left it (running sums) at once.
 //
+// Bands: init may be given a band of destination columns [bx0, bx1) of the ROI; the segments
+// then cover just the band, and the buffer it needs grows with the band's width, not the
+// ROI's. A kernel whose buffer is fixed small (or lives on the stack) walks the ROI band by
+// band; columns and pointers stay in ROI coordinates throughout.
+//
 // Nothing here allocates or reads outside the ROI, its flagged sides and the caller's buffer.
 #pragma once
 
@@ -99,8 +104,8 @@ public:
         int x0, x1;  // destination columns [x0, x1)
     };
 
-    // Bytes of work buffer that init needs for any border of an image `width` pixels wide of
-    // pixelBytes each, 63 bytes of alignment slack included.
+    // Bytes of work buffer that init needs for any border of an image (or a band) `width`
+    // pixels wide of pixelBytes each, 63 bytes of alignment slack included.
     static int64_t bufferSize(int64_t width, int pixelBytes, const BorderExtent& e) {
         const int64_t ring = e.top + e.bottom + 2;
         return 63 + constRowBytes(width, pixelBytes, e) + round64(2 * ring * 8) + 2 * ring * stripBytes(width, pixelBytes, e);
@@ -108,11 +113,13 @@ public:
 
     // src: the ROI's first pixel; srcStep in bytes (reduced to whole elements of elemBytes);
     // value: valueSamples samples of elemBytes each, the constant of kind 6 (the samples of a
-    // pixel beyond valueSamples, the alpha of an AC4 image, are 0); buffer: bufferSize bytes.
+    // pixel beyond valueSamples, the alpha of an AC4 image, are 0); buffer: bufferSize bytes of
+    // the band's width; [bx0, bx1): the band of destination columns (bx1 < 0: the whole ROI).
     void init(const void* src, int64_t srcStep, int elemBytes, int channels, int width, int height,
-              const BorderExtent& e, const BorderArg& b, const void* value, int valueSamples, uint8_t* buffer);
+              const BorderExtent& e, const BorderArg& b, const void* value, int valueSamples, uint8_t* buffer,
+              int bx0 = 0, int bx1 = -1);
 
-    int segments() const { return nseg_; }
+    int segments() const { return nseg_; }  // 1 to 3
     // Whether segment i reads the source rows themselves (no strips): its row pointers stay
     // valid for the whole call, not only for the ring's last top + bottom + 2 rows.
     bool direct(int i) const { return strip_[i] < 0; }
@@ -183,7 +190,9 @@ inline void ownCopyPixel(uint8_t* d, const uint8_t* s, int n) {
 
 inline void BorderRows::init(const void* src, int64_t srcStep, int elemBytes, int channels, int width, int height,
                              const BorderExtent& e, const BorderArg& b, const void* value, int valueSamples,
-                             uint8_t* buffer) {
+                             uint8_t* buffer, int bx0, int bx1) {
+    if (bx1 < 0) bx1 = width;
+    const int bw = bx1 - bx0;
     src_ = (const uint8_t*)src;
     step_ = srcStep / elemBytes * elemBytes;
     pb_ = elemBytes * channels;
@@ -192,20 +201,22 @@ inline void BorderRows::init(const void* src, int64_t srcStep, int elemBytes, in
     if (b.kind == 6 && value) memcpy(value_, value, (size_t)valueSamples * elemBytes);
 
     uint8_t* base = (uint8_t*)(((uintptr_t)buffer + 63) & ~(uintptr_t)63);
-    const int64_t lr = (int64_t)e.left + e.right, rowBytes = constRowBytes(width, pb_, e);
+    const int64_t lr = (int64_t)e.left + e.right, rowBytes = constRowBytes(bw, pb_, e);
     constRow_ = nullptr;
-    if (b.kind == 6 && rowBytes) {
-        for (int64_t c = 0; c < lr + width; ++c) ownCopyPixel(base + c * pb_, value_, pb_);
-        constRow_ = base + (int64_t)e.left * pb_;
+    if (b.kind == 6 && rowBytes) {  // columns bx0 - left to bx1 + right - 1
+        for (int64_t c = 0; c < lr + bw; ++c) ownCopyPixel(base + c * pb_, value_, pb_);
+        constRow_ = base + ((int64_t)e.left - bx0) * pb_;
     }
     ring_ = e.top + e.bottom + 2;
     tags_ = (int64_t*)(base + rowBytes);
     strips_ = base + rowBytes + round64(2 * ring_ * 8);
-    stripBytes_ = stripBytes(width, pb_, e);
+    stripBytes_ = stripBytes(bw, pb_, e);
     for (int64_t k = 0; k < 2 * ring_; ++k) tags_[k] = INT64_MIN;
 
-    // The segments of a destination row and the columns each strip holds.
-    const int L = b.memLeft ? 0 : e.left, R = b.memRight ? 0 : e.right;
+    // The segments of the band and the columns each strip holds: L columns at the band's left
+    // reach left of the ROI, R columns at its right reach right of it.
+    auto clampBand = [bw](int n) { return n < 0 ? 0 : n > bw ? bw : n; };
+    const int L = b.memLeft ? 0 : clampBand(e.left - bx0), R = b.memRight ? 0 : clampBand(e.right - (width - bx1));
     nseg_ = 0;
     auto add = [&](int x0, int x1, int strip) {
         seg_[nseg_] = {x0, x1};
@@ -213,13 +224,13 @@ inline void BorderRows::init(const void* src, int64_t srcStep, int elemBytes, in
         if (strip >= 0) stripC0_[strip] = (int64_t)x0 - e.left, stripC1_[strip] = (int64_t)x1 + e.right;
     };
     if (L == 0 && R == 0) {
-        add(0, width, -1);
-    } else if (L + R >= width) {
-        add(0, width, 0);
+        add(bx0, bx1, -1);
+    } else if (L + R >= bw) {
+        add(bx0, bx1, 0);
     } else {
-        if (L > 0) add(0, L, 0);
-        add(L, width - R, -1);
-        if (R > 0) add(width - R, width, 1);
+        if (L > 0) add(bx0, bx0 + L, 0);
+        add(bx0 + L, bx1 - R, -1);
+        if (R > 0) add(bx1 - R, bx1, 1);
     }
 }
 

@@ -55,19 +55,22 @@ TEST(BorderRows, SegmentsReadWhatTheBorderRulesSay) {
         uint8_t value[32];
         rng.fill(value, sizeof value);
 
-        const int64_t bytes = BorderRows::bufferSize(k.w, k.P, k.e);
+        // The whole ROI, or a band of it.
+        int bx0 = 0, bx1 = k.w;
+        if (rng.chance(0.4)) bx0 = (int)rng.range(0, k.w - 1), bx1 = (int)rng.range(bx0 + 1, k.w);
+        const int64_t bytes = BorderRows::bufferSize(bx1 - bx0, k.P, k.e);
         zt::Region buf(bytes, 1, bytes, tight);
         BorderRows rows;
-        rows.init(roi, step, k.S, k.P / k.S, k.w, k.h, k.e, b, value, k.P / k.S, buf.origin());
+        rows.init(roi, step, k.S, k.P / k.S, k.w, k.h, k.e, b, value, k.P / k.S, buf.origin(), bx0, bx1);
 
-        // The segments cover the row once, in order.
-        int covered = 0;
+        // The segments cover the band once, in order.
+        int covered = bx0;
         for (int i = 0; i < rows.segments(); ++i) {
             ASSERT_EQ(rows.segment(i).x0, covered);
             ASSERT_GT(rows.segment(i).x1, covered);
             covered = rows.segment(i).x1;
         }
-        ASSERT_EQ(covered, k.w);
+        ASSERT_EQ(covered, bx1);
 
         // Destination row by row: the rows of one neighbourhood and the row that just left it,
         // all held at once, as a running-sum kernel holds them.
@@ -83,7 +86,7 @@ TEST(BorderRows, SegmentsReadWhatTheBorderRulesSay) {
                         const uint8_t* want = modelPixel(k, b, roi, step, value, c, y - k.e.top + r);
                         ASSERT_EQ(memcmp(held[r + 1] + c * k.P, want, k.P), 0)
                             << "w " << k.w << " h " << k.h << " P " << k.P << " border " << k.border << " ext "
-                            << k.e.left << "," << k.e.right << "," << k.e.top << "," << k.e.bottom << " row "
+                            << k.e.left << "," << k.e.right << "," << k.e.top << "," << k.e.bottom << " band " << bx0 << ".." << bx1 << " row "
                             << y - k.e.top + r << " col " << c << " segment " << i;
                     }
             }
