@@ -48,6 +48,7 @@ struct FilterSpec {
     int32_t hint, numChannels;
     int32_t divisor;  // 1 for 32f and 64f kernels
     int32_t path;     // Path
+    int32_t sumBound; // 16s kernels: sum of |K| times the largest |sample| (saturated to 2^30)
 };
 constexpr int64_t kTapsAt = 128;
 static_assert(sizeof(FilterSpec) <= kTapsAt);
@@ -166,10 +167,12 @@ ZelStatus init16s(const Zel16s* pKernel, ZeliSize k, int divisor, int dataType, 
     for (int64_t m = 0; m < n; ++m) absSum += pKernel[m] < 0 ? -(int64_t)pKernel[m] : pKernel[m];
     const bool exact = absSum * (dataType == zel8u ? 255 : 32768) <= (1 << 24);
     const bool small = dataType == zel8u && absSum * 255 <= 32767;  // and in 16-bit integers
+    const int64_t bound = absSum * (dataType == zel8u ? 255 : 32768);
     FilterSpec* s = specOf(pSpec);
     const int kind = dataType == zel8u ? 0 : dataType == zel16s ? 1 : 2;
     initCommon(s, kind, k, roundMode, nc, asFloat ? kPathFloat : small ? kPathInt16 : exact ? kPathIntFloat : kPathInt);
     s->divisor = divisor, s->fdiv = (float)divisor, s->ddiv = divisor;
+    s->sumBound = (int32_t)(bound < (1 << 30) ? bound : 1 << 30);
     if (divisor > 1 && (divisor & (divisor - 1)) == 0) {
         int sh = 0;
         float r = 1.0f;
@@ -239,7 +242,13 @@ void finishRounded(const FilterSpec* s, const void* acc, int64_t n, T* d, const 
     if constexpr (sizeof(T) == 1 || std::is_signed_v<T>) {  // 16u data always take the float path
         if (s->path == kPathInt) finishInt<T, R, int32_t>(s, acc, n, d, f);
         else if (s->path != kPathInt16) finishInt<T, R, float>(s, acc, n, d, f);
-        else if constexpr (sizeof(T) == 1) finishInt<T, R, int16_t>(s, acc, n, d, f);
+        else if constexpr (sizeof(T) == 1) {
+            // 16-bit sums stay in 16-bit lanes when the offset and the rounding term fit too.
+            const int64_t reach = (int64_t)s->sumBound + (f.ioffset < 0 ? -(int64_t)f.ioffset : f.ioffset) + s->divisor;
+            if (s->divMode == 0 && reach < 32768) ftap::ownFinishInt16<0, R>((const int16_t*)acc, n, d, f);
+            else if (s->divMode == 1 && s->shift < 15 && reach < 32768) ftap::ownFinishInt16<1, R>((const int16_t*)acc, n, d, f);
+            else finishInt<T, R, int16_t>(s, acc, n, d, f);
+        }
     }
 }
 template <typename T>
