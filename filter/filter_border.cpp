@@ -18,9 +18,9 @@
 //   32f kernel, integer data: float sums, + offset, rounded by the round mode, saturated.
 //   32f data: float sums; 64f data: double sums.
 //
-// The border component (filter/border_rows.h) gives each segment of a destination row its kh
-// source rows; integer rows are widened once per source row into a ring of kh rows per segment,
-// and integer results pass through one row of sums before they are converted. The accurate
+// The border component (filter/border_rows.h) gives each segment of a group of destination
+// rows its source rows; integer rows are widened once per source row into a ring per segment,
+// and integer results pass through rows of sums before they are converted. The accurate
 // flag (16) of the round mode is kept in the spec and changes nothing: the integer sums are
 // already exact.
 #include "filter/border_rows.h"
