@@ -26,8 +26,9 @@
 // 2147483647 (-6).
 //
 // The work buffer holds the second image as tap vectors in the accumulation type (each tap's
-// weights laid out as the channels of a vector of destination samples) and a ring of the last
-// min(h1, h2) rows of the first image converted to the accumulation type. A destination row
+// weights laid out as the channels of a vector of destination samples) and, for the integer
+// types, a ring of the last min(h1, h2) rows of the first image widened to 64 bits (32f rows
+// are read where they are). A destination row
 // is built in blocks of vectors kept in registers over the whole second image; a block whose
 // taps read past either end of a source row masks those lanes out (the masked loads read
 // nothing there), so the interior runs without tests.
@@ -54,6 +55,11 @@ struct LanesF {
     static V loadz(unsigned m, const A* p) { return _mm512_maskz_loadu_ps((__mmask16)m, p); }
     static V mac(V acc, V w, V s) { return _mm512_fmadd_ps(w, s, acc); }
     static V mac(V acc, unsigned m, V w, V s) { return _mm512_mask3_fmadd_ps(w, s, acc, (__mmask16)m); }
+    // Lanes 8h .. 8h + 7 as doubles.
+    static __m512d to_pd(V v, int h) {
+        __m512d w = _mm512_castps_pd(v);
+        return _mm512_cvtps_pd(_mm256_castpd_ps(h ? _mm512_extractf64x4_pd(w, 1) : _mm512_castpd512_pd256(w)));
+    }
 };
 struct LanesI {
     using A = int64_t;
@@ -66,9 +72,12 @@ struct LanesI {
     static V mac(V acc, unsigned m, V w, V s) {
         return _mm512_mask_add_epi64(acc, (__mmask8)m, acc, _mm512_mul_epi32(w, s));
     }
+    // Exact below 2^51 in magnitude: the 1.5 * 2^52 bias puts the integer in the mantissa.
+    static __m512d to_pd(V v, int) {
+        const __m512i bias = _mm512_set1_epi64(0x4338000000000000ll);
+        return _mm512_sub_pd(_mm512_castsi512_pd(_mm512_add_epi64(v, bias)), _mm512_castsi512_pd(bias));
+    }
 };
-template <typename T>
-using LanesOf = std::conditional_t<std::is_same_v<T, float>, LanesF, LanesI>;
 
 // Three channels repeat every three vectors; one and four channels every vector.
 constexpr int groupOf(int channels) { return channels == 3 ? 3 : 1; }
@@ -79,9 +88,10 @@ inline int64_t round64(int64_t n) { return (n + 63) & ~(int64_t)63; }
 inline int64_t floordiv(int64_t a, int64_t b) { return a >= 0 ? a / b : -((-a + b - 1) / b); }
 inline int64_t ceildiv(int64_t a, int64_t b) { return -floordiv(-a, b); }
 
-int64_t conv_buffer_bytes(ZeliSize s1, ZeliSize s2, int accBytes, int channels) {
+// The taps, then for the integer types the ring of widened rows, and the alignment slack.
+int64_t conv_buffer_bytes(ZeliSize s1, ZeliSize s2, bool integer, int channels) {
     int64_t taps = (int64_t)s2.width * s2.height * groupOf(channels) * 64;
-    int64_t ring = (int64_t)std::min(s1.height, s2.height) * round64((int64_t)s1.width * channels * accBytes);
+    int64_t ring = integer ? (int64_t)std::min(s1.height, s2.height) * round64((int64_t)s1.width * channels * 8) : 0;
     return taps + ring + 64;
 }
 
@@ -91,7 +101,7 @@ ZelStatus conv_buffer_size(ZeliSize s1, ZeliSize s2, ZelDataType type, int chann
     if (type != zel8u && type != zel16s && type != zel32f) return zelStsDataTypeErr;
     if (channels != 1 && channels != 3 && channels != 4) return zelStsNumChannelsErr;
     if (algType < 0 || algType > 2) return zelStsAlgTypeErr;
-    int64_t n = conv_buffer_bytes(s1, s2, type == zel32f ? 4 : 8, channels);
+    int64_t n = conv_buffer_bytes(s1, s2, type != zel32f, channels);
     if (n > kInt32Max) {
         *pSize = 0;
         return zelStsBufferSizeErr;
@@ -130,9 +140,8 @@ inline T saturate(int64_t v) {
     return (T)(v < lo ? lo : v > hi ? hi : v);
 }
 
-template <typename T, int C, bool Alpha>
+template <typename T, class LN, int C, bool Alpha>
 class Convolver {
-    using LN = LanesOf<T>;
     using A = typename LN::A;
     using V = typename LN::V;
     static constexpr int L = LN::L, G = groupOf(C), K = blockOf(C);
@@ -163,7 +172,7 @@ public:
         int64_t next = 0;  // next row of the first image to enter the ring
         for (int64_t y = 0; y < sy_.size; ++y) {
             int64_t Y = y + sy_.offset;
-            for (int64_t last = std::min<int64_t>(Y, h1_ - 1); next <= last; ++next) {
+            for (int64_t last = std::min<int64_t>(Y, h1_ - 1); kRing && next <= last; ++next) {
                 const T* s = row(s1_, st1_, next);
                 A* r = ring(next);
                 for (int64_t k = 0; k < n1_; ++k) r[k] = (A)s[k];
@@ -173,10 +182,13 @@ public:
     }
 
 private:
+    static constexpr bool kRing = !std::is_same_v<T, A>;
     A* ring(int64_t r) const { return ring_ + (r % ringRows_) * ringStride_; }
+
 
     void destination_row(T* d, int64_t Y) {
         const int64_t nOut = sx_.size * C, iLo = std::max<int64_t>(0, Y - h1_ + 1), iHi = std::min<int64_t>(h2_ - 1, Y);
+        const int64_t slot0 = kRing ? (Y - iLo) % ringRows_ : 0;  // ring slot of row Y - iLo
         for (int64_t so = 0; so < nOut; so += K * L) {
             const int64_t S = so + sx_.offset * C;  // full-result sample of the block's lane 0
             // Taps that reach some lane of the block, and those that reach the source for all.
@@ -186,8 +198,9 @@ private:
             if (a >= b || so + K * L > nOut) a = b = jHi + 1;
             V acc[K];
             for (auto& v : acc) v = LN::zero();
-            for (int64_t i = iLo; i <= iHi; ++i) {
-                const A* sr = ring(Y - i);
+            for (int64_t i = iLo, slot = slot0; i <= iHi; ++i) {
+                const A* sr = kRing ? ring_ + slot * ringStride_ : (const A*)row(s1_, st1_, Y - i);
+                slot = slot == 0 ? ringRows_ - 1 : slot - 1;
                 const A* wi = taps_ + i * w2_ * G * L;
                 for (int64_t j = jLo; j < a; ++j) masked_tap(acc, sr, wi, j, S, so, nOut);
                 for (int64_t j = a; j < b; ++j) {
@@ -226,11 +239,39 @@ private:
                 _mm512_mask_storeu_ps(d + so + k * L, (__mmask16)m, acc[k]);
             }
         } else {
-            alignas(64) int64_t sums[K * L];
-            for (int k = 0; k < K; ++k) _mm512_store_si512(sums + k * L, acc[k]);
-            int64_t n = std::min<int64_t>(K * L, nOut - so);
-            for (int64_t l = 0; l < n; ++l)
-                if (!Alpha || l % 4 != 3) d[so + l] = saturate<T>(div_round_even(sums[l], div_));
+            // The sums as doubles, exact below 2^51 in magnitude, in groups of 8 lanes. The
+            // quotient rounded to nearest is then the exact quotient rounded half to even: its
+            // error, under |n / d| * 2^-53, is less than its distance from any half-integer that
+            // it is not, 1 / (2 |d|) at least. Wider sums (only from 16s) take the scalar rule.
+            constexpr int groups = K * L / 8;
+            const int64_t n = std::min<int64_t>(K * L, nOut - so);
+            const __m512d dv = _mm512_set1_pd((double)div_), lo = _mm512_set1_pd((double)std::numeric_limits<T>::lowest()),
+                          hi = _mm512_set1_pd((double)std::numeric_limits<T>::max());
+            __m256i q[groups + 1];
+            for (int g = 0; g < groups; ++g) {
+                __m512d x = LN::to_pd(acc[g * 8 / L], g % (L / 8));
+                x = _mm512_roundscale_pd(_mm512_div_pd(x, dv), _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
+                q[g] = _mm512_cvtpd_epi32(_mm512_min_pd(_mm512_max_pd(x, lo), hi));
+            }
+            q[groups] = _mm256_setzero_si256();
+            if constexpr (std::is_same_v<LN, LanesI>) {
+                unsigned wide = 0;
+                for (int k = 0; k < K; ++k)
+                    wide |= _mm512_cmpge_epi64_mask(_mm512_abs_epi64(acc[k]), _mm512_set1_epi64(1ll << 51));
+                if (wide) {
+                    alignas(64) int64_t sums[K * L];
+                    alignas(32) int32_t r[K * L];
+                    for (int k = 0; k < K; ++k) _mm512_store_si512(sums + k * L, acc[k]);
+                    for (int l = 0; l < K * L; ++l) r[l] = saturate<T>(div_round_even(sums[l], div_));
+                    for (int g = 0; g < groups; ++g) q[g] = _mm256_load_si256((const __m256i*)(r + g * 8));
+                }
+            }
+            for (int g = 0; g * 8 < n; g += 2) {
+                const int64_t left = n - g * 8;
+                unsigned m = left >= 16 ? 0xFFFFu : (1u << left) - 1;
+                cvt::store16(d + so + g * 8, cvt::VI{ownsJoin256(q[g], q[std::min(g + 1, groups)])},
+                             (__mmask16)(Alpha ? m & 0x7777u : m));
+            }
         }
     }
 
@@ -255,8 +296,15 @@ ZelStatus conv(const T* pSrc1, int src1Step, ZeliSize src1Size, const T* pSrc2, 
     Shape sx = shape_of(algType, src1Size.width, src2Size.width), sy = shape_of(algType, src1Size.height, src2Size.height);
     if (sx.size > kInt32Max || sy.size > kInt32Max) return zelStsSizeErr;
     cvt::FpNear fp;
-    Convolver<T, C, Alpha>(pSrc1, src1Step, src1Size, pSrc2, src2Step, src2Size, sx, sy, divisor, pBuffer)
-        .run(pDst, dstStep);
+    auto run = [&](auto lanes) {
+        Convolver<T, decltype(lanes), C, Alpha>(pSrc1, src1Step, src1Size, pSrc2, src2Step, src2Size, sx, sy, divisor,
+                                                pBuffer)
+            .run(pDst, dstStep);
+    };
+    // 8u sums of at most 258 products of at most 255 * 255 stay below 2^24: exact in floats.
+    if constexpr (std::is_same_v<T, float>) run(LanesF{});
+    else if (std::is_same_v<T, Zel8u> && (int64_t)src2Size.width * src2Size.height <= 258) run(LanesF{});
+    else run(LanesI{});
     return zelStsNoErr;
 }
 

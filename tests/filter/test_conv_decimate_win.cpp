@@ -86,7 +86,9 @@ std::pair<int64_t, int64_t> convShape(int alg, int64_t n1, int64_t n2) {
 template <class T>
 void convTrial(const Member& m, zt::Rng& rng, zt::Tight tight) {
     const int S = sizeof(T), C = m.channels, P = S * C, w1 = (int)rng.range(1, 70), h1 = (int)rng.range(1, 10);
-    const int w2 = (int)rng.range(1, rng.chance(0.2) ? w1 + 6 : 7), h2 = (int)rng.range(1, rng.chance(0.2) ? h1 + 4 : 5);
+    const bool big = rng.chance(0.15);  // more than 258 taps
+    const int w2 = (int)(big ? rng.range(17, 40) : rng.range(1, rng.chance(0.2) ? w1 + 6 : 7));
+    const int h2 = (int)(big ? rng.range(16, 20) : rng.range(1, rng.chance(0.2) ? h1 + 4 : 5));
     const int alg = (int)rng.range(0, 2), div = m.isFloat ? 1 : rng.pick(std::vector<int>{1, 2, 3, 4, -3, 9, 5000});
     auto [ow, ox] = convShape(alg, w1, w2);
     auto [oh, oy] = convShape(alg, h1, h2);
