@@ -72,9 +72,12 @@ struct LanesI {
     static V mac(V acc, unsigned m, V w, V s) {
         return _mm512_mask_add_epi64(acc, (__mmask8)m, acc, _mm512_mul_epi32(w, s));
     }
-    // Exact below 2^51 in magnitude: the 1.5 * 2^52 bias puts the integer in the mantissa.
+    // Exact within +-2^51, where the 1.5 * 2^52 bias puts the integer in the mantissa; a sum
+    // beyond is taken as +-2^51, whose quotient by any int divisor saturates every destination
+    // type just as the sum's own does.
     static __m512d to_pd(V v, int) {
-        const __m512i bias = _mm512_set1_epi64(0x4338000000000000ll);
+        const __m512i bias = _mm512_set1_epi64(0x4338000000000000ll), big = _mm512_set1_epi64(1ll << 51);
+        v = _mm512_min_epi64(_mm512_max_epi64(v, _mm512_sub_epi64(_mm512_setzero_si512(), big)), big);
         return _mm512_sub_pd(_mm512_castsi512_pd(_mm512_add_epi64(v, bias)), _mm512_castsi512_pd(bias));
     }
 };
@@ -118,26 +121,6 @@ inline Shape shape_of(int algType, int64_t n1, int64_t n2) {
     if (algType == 0) return {n1 + n2 - 1, 0};
     if (algType == 1) return {(n1 > n2 ? n1 - n2 : n2 - n1) + 1, std::min(n1, n2) - 1};
     return {n1, (n2 - 1) / 2};
-}
-
-// n / d rounded half to even, exactly: a quotient from double precision, corrected with the
-// exact remainder (so the result does not depend on how the division rounded).
-inline int64_t div_round_even(int64_t n, int64_t d) {
-    if (d == 1) return n;
-    int64_t q = (int64_t)((double)n / (double)d);
-    int64_t ad = d < 0 ? -d : d, dir = d < 0 ? -1 : 1;
-    for (;;) {
-        int64_t r = n - q * d, ar2 = 2 * (r < 0 ? -r : r);
-        int64_t toward = (r < 0 ? -1 : 1) * dir;  // the other neighbour of n / d
-        if (ar2 > ad || (ar2 == ad && (q & 1))) q += toward;
-        else return q;
-    }
-}
-
-template <typename T>
-inline T saturate(int64_t v) {
-    constexpr int64_t lo = std::numeric_limits<T>::lowest(), hi = std::numeric_limits<T>::max();
-    return (T)(v < lo ? lo : v > hi ? hi : v);
 }
 
 template <typename T, class LN, int C, bool Alpha>
@@ -239,10 +222,10 @@ private:
                 _mm512_mask_storeu_ps(d + so + k * L, (__mmask16)m, acc[k]);
             }
         } else {
-            // The sums as doubles, exact below 2^51 in magnitude, in groups of 8 lanes. The
-            // quotient rounded to nearest is then the exact quotient rounded half to even: its
-            // error, under |n / d| * 2^-53, is less than its distance from any half-integer that
-            // it is not, 1 / (2 |d|) at least. Wider sums (only from 16s) take the scalar rule.
+            // The sums as doubles in groups of 8 lanes. Within +-2^51 the quotient rounded to
+            // nearest is the exact quotient rounded half to even: its error, under
+            // |n / d| * 2^-53, is less than its distance from any half-integer that it is not,
+            // 1 / (2 |d|) at least.
             constexpr int groups = K * L / 8;
             const int64_t n = std::min<int64_t>(K * L, nOut - so);
             const __m512d dv = _mm512_set1_pd((double)div_), lo = _mm512_set1_pd((double)std::numeric_limits<T>::lowest()),
@@ -254,18 +237,6 @@ private:
                 q[g] = _mm512_cvtpd_epi32(_mm512_min_pd(_mm512_max_pd(x, lo), hi));
             }
             q[groups] = _mm256_setzero_si256();
-            if constexpr (std::is_same_v<LN, LanesI>) {
-                unsigned wide = 0;
-                for (int k = 0; k < K; ++k)
-                    wide |= _mm512_cmpge_epi64_mask(_mm512_abs_epi64(acc[k]), _mm512_set1_epi64(1ll << 51));
-                if (wide) {
-                    alignas(64) int64_t sums[K * L];
-                    alignas(32) int32_t r[K * L];
-                    for (int k = 0; k < K; ++k) _mm512_store_si512(sums + k * L, acc[k]);
-                    for (int l = 0; l < K * L; ++l) r[l] = saturate<T>(div_round_even(sums[l], div_));
-                    for (int g = 0; g < groups; ++g) q[g] = _mm256_load_si256((const __m256i*)(r + g * 8));
-                }
-            }
             for (int g = 0; g * 8 < n; g += 2) {
                 const int64_t left = n - g * 8;
                 unsigned m = left >= 16 ? 0xFFFFu : (1u << left) - 1;
