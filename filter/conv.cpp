@@ -18,8 +18,9 @@
 // so dst(x, y) = full(x + offsetX, y + offsetY).
 //
 // 32f: single precision, the existing terms accumulated from +0 with fused multiply-adds in
-// increasing i, then increasing j. Integer types: the exact sum in 64 bits, divided by the
-// divisor and rounded half to even, then saturated.
+// increasing i, then increasing j. Integer types: the exact sum (in floats for 8u with at most
+// 258 taps, whose sums stay below 2^24; in 64-bit integers otherwise), divided by the divisor
+// and rounded half to even, then saturated.
 //
 // Checks, in order: any pointer null (-8); a width or height below 1 (-6); a step below 1
 // (-16); algType outside 0..2 (-228); a zero divisor (-51); a full result wider or taller than
@@ -27,14 +28,12 @@
 //
 // The work buffer holds the second image as tap vectors in the accumulation type (each tap's
 // weights laid out as the channels of a vector of destination samples) and, for the integer
-// types, a ring of the last min(h1, h2) rows of the first image widened to 64 bits (32f rows
-// are read where they are). A destination row
-// is built in blocks of vectors kept in registers over the whole second image; a block whose
-// taps read past either end of a source row masks those lanes out (the masked loads read
-// nothing there), so the interior runs without tests.
+// types, a ring of the last min(h1, h2) rows of the first image converted to the accumulation
+// type (32f rows are read where they are). A destination row is built in blocks of vectors
+// kept in registers over the whole second image; a block whose taps read past either end of a
+// source row masks those lanes out (the masked loads read nothing there), so the interior runs
+// without tests.
 #include <immintrin.h>
-#include <string.h>
-
 #include <algorithm>
 
 #include "frame/zel_internal.h"
@@ -45,7 +44,7 @@ namespace {
 using namespace zel;
 
 // Accumulation lanes: 16 floats, or 8 signed 64-bit integers multiplied from their low
-// 32 bits (vpmuldq), so every integer product and sum is exact.
+// 32 bits (vpmuldq), so that every integer product and sum is exact.
 struct LanesF {
     using A = float;
     using V = __m512;

@@ -38,11 +38,9 @@ ZelStatus call(const Member& m, const Args& a) {
     return zt::invoke(m.fn, a.p[0], a.step[0], d, a.step[2], a.size[0], buf);
 }
 
-int typeCode(const Member& m) { return m.isFloat ? zel32f : m.sampleBytes == 1 ? zel8u : m.isSigned ? zel16s : zel16u; }
-
 int bufferSize(const Member& m, ZeliSize s1, ZeliSize s2) {
     int n = -1;
-    ZelDataType t = (ZelDataType)typeCode(m);
+    auto t = (ZelDataType)(m.isFloat ? zel32f : m.sampleBytes == 1 ? zel8u : m.isSigned ? zel16s : zel16u);
     EXPECT_EQ(m.conv() ? zeliConvGetBufferSize(s1, s2, t, m.channels, 0, &n)
                        : (m.hamming() ? zeliWinHammingGetBufferSize : zeliWinBartlettGetBufferSize)(t, s1, &n),
               zelStsNoErr);
@@ -50,15 +48,9 @@ int bufferSize(const Member& m, ZeliSize s1, ZeliSize s2) {
 }
 
 template <class T>
-T load(const uint8_t* p) {
-    T v;
-    memcpy(&v, p, sizeof v);
-    return v;
-}
+T load(const uint8_t* p) { T v; memcpy(&v, p, sizeof v); return v; }
 template <class T>
-void put(uint8_t* p, T v) {
-    memcpy(p, &v, sizeof v);
-}
+void put(uint8_t* p, T v) { memcpy(p, &v, sizeof v); }
 // Samples that keep sums in range and make rounding ties: often small, sometimes anything.
 template <class T>
 void fillSamples(zt::Region& r, zt::Rng& rng) {
