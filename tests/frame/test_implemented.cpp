@@ -18,6 +18,7 @@ const char* const kImplemented[] = {
     "Convert", "Convert (bit planes)", "Scale", "ScaleC",
     "Threshold", "ComputeThreshold_Otsu", "ThresholdAdaptiveBox, ThresholdAdaptiveGauss",
     "FilterBorderGetSize, FilterBorderInit, FilterBorderSetMode, FilterBorder", "Filter_64f, FilterGetBufSize_64f",
+    "Conv, ConvGetBufferSize", "DecimateFilterRow, DecimateFilterColumn", "WinBartlett, WinHamming",
 };
 
 TEST(Implemented, FinishedFamiliesHaveNoPlaceholder) {
