@@ -32,7 +32,9 @@
 // side in memory and the left side replicated is the pixel (0, -1).
 //
 // Ring: the strips of the last top + bottom + 2 source rows are kept, so a kernel may hold the
-// rows of one whole neighbourhood and the row that has just left it (running sums) at once.
+// rows of one whole neighbourhood and the row that has just left it (running sums) at once. A
+// kernel that is done with each source row before it asks for the next (a row pass writing into
+// a ring of its own) may ask for a ring of fewer rows, down to one, and a smaller buffer.
 //
 // Bands: init may be given a band of destination columns [bx0, bx1) of the ROI; the segments
 // then cover just the band, and the buffer it needs grows with the band's width, not the
@@ -105,20 +107,23 @@ public:
     };
 
     // Bytes of work buffer that init needs for any border of an image (or a band) `width`
-    // pixels wide of pixelBytes each, 63 bytes of alignment slack included.
-    static int64_t bufferSize(int64_t width, int pixelBytes, const BorderExtent& e) {
-        const int64_t ring = e.top + e.bottom + 2, lr = (int64_t)e.left + e.right;
-        const int64_t strip = round64((lr + (width < lr ? width : lr)) * pixelBytes);
-        return 63 + round64((lr + width) * pixelBytes) + round64(2 * ring * 8) + 2 * ring * strip;
+    // pixels wide of pixelBytes each, 7 bytes of alignment slack included; ring: the source
+    // rows held at once (0: top + bottom + 2).
+    static int64_t bufferSize(int64_t width, int pixelBytes, const BorderExtent& e, int64_t ring = 0) {
+        if (ring <= 0) ring = e.top + e.bottom + 2;
+        const int64_t lr = (int64_t)e.left + e.right;
+        const int64_t strip = round8((lr + (width < lr ? width : lr)) * pixelBytes);
+        return 7 + round8((lr + width) * pixelBytes) + 2 * ring * 8 + 2 * ring * strip;
     }
 
     // src: the ROI's first pixel; srcStep in bytes (reduced to whole elements of elemBytes);
     // value: valueSamples samples of elemBytes each, the constant of kind 6 (the samples of a
     // pixel beyond valueSamples, the alpha of an AC4 image, are 0); buffer: bufferSize bytes of
-    // the band's width; [bx0, bx1): the band of destination columns (bx1 < 0: the whole ROI).
+    // the band's width; [bx0, bx1): the band of destination columns (bx1 < 0: the whole ROI);
+    // ring: the source rows held at once, as given to bufferSize.
     void init(const void* src, int64_t srcStep, int elemBytes, int channels, int width, int height,
               const BorderExtent& e, const BorderArg& b, const void* value, int valueSamples, uint8_t* buffer,
-              int bx0 = 0, int bx1 = -1);
+              int bx0 = 0, int bx1 = -1, int64_t ring = 0);
 
     int segments() const { return nseg_; }  // 1 to 3
     Segment segment(int i) const { return seg_[i]; }
@@ -145,7 +150,7 @@ public:
     }
 
 private:
-    static int64_t round64(int64_t n) { return (n + 63) & ~(int64_t)63; }
+    static int64_t round8(int64_t n) { return (n + 7) & ~(int64_t)7; }
     const uint8_t* stripRow(int64_t ys, int s, const uint8_t* p);
     void fillStrip(uint8_t* d, const uint8_t* p, int64_t c0, int64_t c1) const;
 
@@ -179,7 +184,7 @@ inline void ownCopyPixel(uint8_t* d, const uint8_t* s, int n) {
 
 inline void BorderRows::init(const void* src, int64_t srcStep, int elemBytes, int channels, int width, int height,
                              const BorderExtent& e, const BorderArg& b, const void* value, int valueSamples,
-                             uint8_t* buffer, int bx0, int bx1) {
+                             uint8_t* buffer, int bx0, int bx1, int64_t ring) {
     if (bx1 < 0) bx1 = width;
     const int bw = bx1 - bx0;
     src_ = (const uint8_t*)src;
@@ -189,17 +194,17 @@ inline void BorderRows::init(const void* src, int64_t srcStep, int elemBytes, in
     memset(value_, 0, sizeof value_);
     if (b.kind == 6 && value) memcpy(value_, value, (size_t)valueSamples * elemBytes);
 
-    uint8_t* base = (uint8_t*)(((uintptr_t)buffer + 63) & ~(uintptr_t)63);
-    const int64_t lr = (int64_t)e.left + e.right, rowBytes = round64((lr + bw) * pb_);
+    uint8_t* base = (uint8_t*)(((uintptr_t)buffer + 7) & ~(uintptr_t)7);
+    const int64_t lr = (int64_t)e.left + e.right, rowBytes = round8((lr + bw) * pb_);
     constRow_ = nullptr;
     if (b.kind == 6) {  // columns bx0 - left to bx1 + right - 1
         for (int64_t c = 0; c < lr + bw; ++c) ownCopyPixel(base + c * pb_, value_, pb_);
         constRow_ = base + ((int64_t)e.left - bx0) * pb_;
     }
-    ring_ = e.top + e.bottom + 2;
+    ring_ = ring > 0 ? ring : e.top + e.bottom + 2;
     tags_ = (int64_t*)(base + rowBytes);
-    strips_ = base + rowBytes + round64(2 * ring_ * 8);
-    stripBytes_ = round64((lr + (bw < lr ? bw : lr)) * pb_);
+    strips_ = base + rowBytes + 2 * ring_ * 8;
+    stripBytes_ = round8((lr + (bw < lr ? bw : lr)) * pb_);
     for (int64_t k = 0; k < 2 * ring_; ++k) tags_[k] = INT64_MIN;
 
     // The segments of the band and the columns each strip holds: L columns at the band's left
