@@ -79,20 +79,20 @@ ZelStatus query(ZeliSize roi, ZeliSize mask, ZelDataType type, int channels, int
 // How one call uses its buffer: the band width and which form each pass takes.
 struct MmPlan {
     int bw;
-    bool doubling, block;
+    bool rowBuf, block;  // a row buffer for the row pass; the block method down the columns
 };
 
 // Bytes a band bw pixels wide needs under the plan.
 int64_t planBytes(const MmPlan& p, const BorderExtent& e, int kw, int kh, int64_t pixelBytes) {
     const int64_t rowB = r8(p.bw * pixelBytes);
     return BorderRows::bufferSize(p.bw, (int)pixelBytes, e, 1) + 7 +
-           (p.doubling ? r8(((int64_t)p.bw + kw - 1) * pixelBytes) : 0) + (kh > 1 ? kh * rowB : 0) +
+           (p.rowBuf ? r8(((int64_t)p.bw + kw - 1) * pixelBytes) : 0) + (kh > 1 ? kh * rowB : 0) +
            (p.block ? rowB : 0);
 }
 
-// The widest band that fits, with the doubling row pass if it fits at all.
-MmPlan choosePlan(int W, int kw, int kh, int64_t pixelBytes, const BorderExtent& e, int64_t budget) {
-    MmPlan p{W, kw > kTapsMaxWidth, kh > kRowsMaxHeight};
+// The widest band that fits, with the row buffer if it fits at all.
+MmPlan choosePlan(int W, int kw, int kh, bool isFloat, int64_t pixelBytes, const BorderExtent& e, int64_t budget) {
+    MmPlan p{W, kw > kTapsMaxWidth || isFloat, kh > kRowsMaxHeight};
     for (;;) {
         p.bw = W;
         if (planBytes(p, e, kw, kh, pixelBytes) <= budget) return p;
@@ -106,8 +106,8 @@ MmPlan choosePlan(int W, int kw, int kh, int64_t pixelBytes, const BorderExtent&
             p.bw = lo;
             return p;
         }
-        if (!p.doubling) return p;  // not reached for a buffer of the queried size
-        p.doubling = false;
+        if (!p.rowBuf) return p;  // not reached for a buffer of the queried size
+        p.rowBuf = false;
     }
 }
 
@@ -121,7 +121,7 @@ struct MinMax {
     struct Band {
         BorderRows rows;
         int bx0, bw, kw, kh;
-        bool doubling;
+        bool rowBuf;  // tmp holds the runs of the row pass
         K* tmp;
 
         // The row pass of source row ys into out (column bx0 of a key row, or of a destination
@@ -133,20 +133,29 @@ struct MinMax {
                 const T* in = rows.rowAs<T>(ys, s) + (int64_t)(seg.x0 - rows.extent().left) * C;
                 const int64_t len = (int64_t)(seg.x1 - seg.x0) * C;
                 void* o = (uint8_t*)out + (int64_t)(seg.x0 - bx0) * C * (O == MmOut::Keys ? sizeof(K) : sizeof(T));
-                if (!doubling) {
-                    ownMmTaps<Ln, O>(o, in, C, kw, len);
+                if (!rowBuf) {
+                    ownMmTapsN<Ln, O>(o, in, C, kw, len);
                     continue;
                 }
+                // Runs of 4, 16, 64, ... samples in place in tmp, then at most four runs of the
+                // largest size overlapping to cover the mask.
                 const int64_t inLen = len + (int64_t)(kw - 1) * C;
+                const K* a = (const K*)in;
                 if constexpr (Ln::kFloat) {
                     ownMmEncode<Ln>(tmp, in, inLen);
-                    ownMmPair<Ln, MmOut::Keys>(tmp, tmp, C, inLen - C);
-                } else {
-                    ownMmPair<Ln, MmOut::Keys>(tmp, in, C, inLen - C);
+                    a = tmp;
                 }
-                int64_t span = 2;
-                for (; 2 * span <= kw; span *= 2) ownMmPair<Ln, MmOut::Keys>(tmp, tmp, span * C, inLen - (2 * span - 1) * C);
-                ownMmPair<Ln, O>(o, tmp, (kw - span) * C, len);
+                int64_t span = 1;
+                for (; 4 * span < kw; span *= 4) {
+                    const K* r[4] = {a, a + span * C, a + 2 * span * C, a + 3 * span * C};
+                    ownMmRows<Ln, MmOut::Keys, 4>(tmp, r, 4, inLen - (4 * span - 1) * C, a != tmp);
+                    a = tmp;
+                }
+                const int m = (int)((kw + span - 1) / span);
+                const K* r[4];
+                for (int j = 0; j < m - 1; ++j) r[j] = a + j * span * C;
+                r[m - 1] = a + (kw - span) * C;
+                ownMmRowsN<Ln, O>(o, r, m, len);
             }
         }
     };
@@ -169,7 +178,7 @@ struct MinMax {
             for (int64_t y = 0; y < H; ++y) {
                 b.template rowPass<MmOut::Keys>(y - top + kh - 1, at(y - top + kh - 1));
                 for (int j = 0; j < kh; ++j) rp[j] = at(y - top + j);
-                ownMmRows<Ln, kOut>(out(y), rp, kh, len);
+                ownMmRowsN<Ln, kOut>(out(y), rp, kh, len);
             }
             return;
         }
@@ -179,7 +188,7 @@ struct MinMax {
         for (int64_t j = 0; j * kh < H; ++j) {
             for (int i = kh - 2; i >= 0; --i) ownMmPair<Ln, MmOut::Keys>(slot(i), slot(i), rowK, len);
             const K* first = slot(0);
-            ownMmRows<Ln, kOut>(out(j * kh), &first, 1, len);
+            ownMmRows<Ln, kOut, 1>(out(j * kh), &first, 1, len);
             for (int i = 1; i < kh; ++i) {
                 const int64_t y = j * kh + i;
                 if (y >= H) return;
@@ -203,20 +212,20 @@ struct MinMax {
         const int64_t dstStepE = (int64_t)dstStep / (int64_t)sizeof(T), P = (int64_t)C * sizeof(T);
         if (kw == 1 && kh == 1) {  // the ROI itself, through the same keys
             for (int y = 0; y < H; ++y)
-                ownMmTaps<Ln, kOut>(pDst + y * dstStepE, row(pSrc, srcStep, y), 0, 1, (int64_t)W * C);
+                ownMmTaps<Ln, kOut, 1>(pDst + y * dstStepE, row(pSrc, srcStep, y), 0, 1, (int64_t)W * C);
             return zelStsNoErr;
         }
         const BorderExtent e = ownCentredExtent(kw, kh);
-        const MmPlan plan = choosePlan(W, kw, kh, (int64_t)C * sizeof(K), e,
+        const MmPlan plan = choosePlan(W, kw, kh, Ln::kFloat, (int64_t)C * sizeof(K), e,
                                        ownMinMaxBufferSize(roi, mask, P, sizeof(T) == 4));
         for (int bx0 = 0; bx0 < W; bx0 += plan.bw) {
             Band b;
             b.bx0 = bx0, b.bw = W - bx0 < plan.bw ? W - bx0 : plan.bw, b.kw = kw, b.kh = kh;
-            b.doubling = plan.doubling;
+            b.rowBuf = plan.rowBuf;
             b.rows.init(pSrc, srcStep, sizeof(T), C, W, H, e, arg, value, Alpha ? 3 : C, pBuffer, bx0, bx0 + b.bw, 1);
             uint8_t* mem = (uint8_t*)(((uintptr_t)pBuffer + BorderRows::bufferSize(plan.bw, (int)P, e, 1) + 7) & ~(uintptr_t)7);
             b.tmp = (K*)mem;
-            if (plan.doubling) mem += r8(((int64_t)plan.bw + kw - 1) * C * sizeof(K));
+            if (plan.rowBuf) mem += r8(((int64_t)plan.bw + kw - 1) * C * sizeof(K));
             filterBand(b, pDst, dstStepE, H, mem, plan.block);
         }
         return zelStsNoErr;
@@ -240,9 +249,9 @@ ZelStatus morph3x3(const Zel64f* pSrc, int srcStep, Zel64f* pDst, int dstStep, Z
         Zel64f* d = row(pDst, dstStep, y);
         for (int x = 0; x < roi.width; x += kChunk) {
             const int n = roi.width - x < kChunk ? roi.width - x : kChunk;
-            ownMmTaps<Ln, MmOut::Keys>(col, s + x, ss, 3, n + 2);
+            ownMmTaps<Ln, MmOut::Keys, 3>(col, s + x, ss, 3, n + 2);
             const int64_t* r[3] = {col, col + 1, col + 2};
-            ownMmRows<Ln, MmOut::Dst>(d + x, r, 3, n);
+            ownMmRows<Ln, MmOut::Dst, 3>(d + x, r, 3, n);
         }
     }
     return zelStsNoErr;

@@ -156,6 +156,28 @@ inline void ownMmPut1(void* d, int64_t i, typename Ln::K k) {
     else if (O == MmOut::Dst || (i & 3) != 3) ((typename Ln::T*)d)[i] = Ln::dec(k);
 }
 
+// Runs vec(i) over the vectors of [0, n) and one(i) over what is left. When recomputing an
+// output is harmless (overlap: the kernel is not in place, or idempotent), the first vector is
+// written unaligned, the rest on aligned addresses of d, and the last one ends at n: no scalar
+// tail, and no store split across two cache lines.
+// With Out::Alpha every vector starts on a pixel, so that its mask skips the alpha samples.
+template <typename Ln, MmOut O, typename F, typename F1>
+__attribute__((always_inline)) inline void ownMmLoop(const void* d, int64_t n, bool overlap, F&& vec, F1&& one) {
+    constexpr int N = Ln::N;
+    int64_t i = 0;
+    if (overlap && n >= N) {
+        vec(0);
+        i = (int64_t)((-(uintptr_t)d) & (sizeof(typename Ln::V) - 1)) / (int64_t)sizeof(typename Ln::K);
+        if (O == MmOut::Alpha) i = (i + 3) & ~(int64_t)3;
+        if (i == 0) i = N;
+        for (; i + N <= n; i += N) vec(i);
+        if (i < n) vec(n - N);
+        return;
+    }
+    for (; i + N <= n; i += N) vec(i);
+    for (; i < n; ++i) one(i);
+}
+
 // d[i] = key of s[i], i < n (floating samples only).
 template <typename Ln>
 inline void ownMmEncode(typename Ln::K* d, const typename Ln::T* s, int64_t n) {
@@ -167,39 +189,67 @@ inline void ownMmEncode(typename Ln::K* d, const typename Ln::T* s, int64_t n) {
 // d[i] = ext(a[i], a[i + off]), i < n. d may be a itself (ascending order keeps it exact).
 template <typename Ln, MmOut O>
 inline void ownMmPair(void* d, const typename Ln::K* a, int64_t off, int64_t n) {
-    int64_t i = 0;
-    for (; i + Ln::N <= n; i += Ln::N) ownMmPut<Ln, O>(d, i, Ln::vext(Ln::load(a + i), Ln::load(a + i + off)));
-    for (; i < n; ++i) ownMmPut1<Ln, O>(d, i, Ln::ext(a[i], a[i + off]));
+    ownMmLoop<Ln, O>(
+        d, n, d != a || off >= n,
+        [&](int64_t i) __attribute__((always_inline)) { ownMmPut<Ln, O>(d, i, Ln::vext(Ln::load(a + i), Ln::load(a + i + off))); },
+        [&](int64_t i) __attribute__((always_inline)) { ownMmPut1<Ln, O>(d, i, Ln::ext(a[i], a[i + off])); });
 }
 
 // d[i] = the extremum of r[j][i] over the m rows (or of s[i + j * off] for the source form,
-// encoded on the way when the samples are floating), i < n.
+// encoded on the way when the samples are floating), i < n. M > 0 fixes m at compile time.
+// In place (d is r[0] and the other rows lie after it) only with overlap false.
+template <typename Ln, MmOut O, int M = 0>
+inline void ownMmRows(void* d, const typename Ln::K* const* r, int m, int64_t n, bool overlap = true) {
+    if constexpr (M > 0) m = M;
+    ownMmLoop<Ln, O>(
+        d, n, overlap,
+        [&](int64_t i) __attribute__((always_inline)) {
+            typename Ln::V v = Ln::load(r[0] + i);
+            for (int j = 1; j < m; ++j) v = Ln::vext(v, Ln::load(r[j] + i));
+            ownMmPut<Ln, O>(d, i, v);
+        },
+        [&](int64_t i) __attribute__((always_inline)) {
+            typename Ln::K k = r[0][i];
+            for (int j = 1; j < m; ++j) k = Ln::ext(k, r[j][i]);
+            ownMmPut1<Ln, O>(d, i, k);
+        });
+}
+template <typename Ln, MmOut O, int M = 0>
+inline void ownMmTaps(void* d, const typename Ln::T* s, int64_t off, int m, int64_t n) {
+    if constexpr (M > 0) m = M;
+    ownMmLoop<Ln, O>(
+        d, n, true,
+        [&](int64_t i) __attribute__((always_inline)) {
+            typename Ln::V v = Ln::loadEnc(s + i);
+            for (int j = 1; j < m; ++j) v = Ln::vext(v, Ln::loadEnc(s + i + j * off));
+            ownMmPut<Ln, O>(d, i, v);
+        },
+        [&](int64_t i) __attribute__((always_inline)) {
+            typename Ln::K k = Ln::enc(s[i]);
+            for (int j = 1; j < m; ++j) k = Ln::ext(k, Ln::enc(s[i + j * off]));
+            ownMmPut1<Ln, O>(d, i, k);
+        });
+}
+
+// The same with the short counts unrolled.
 template <typename Ln, MmOut O>
-inline void ownMmRows(void* d, const typename Ln::K* const* r, int m, int64_t n) {
-    int64_t i = 0;
-    for (; i + Ln::N <= n; i += Ln::N) {
-        typename Ln::V v = Ln::load(r[0] + i);
-        for (int j = 1; j < m; ++j) v = Ln::vext(v, Ln::load(r[j] + i));
-        ownMmPut<Ln, O>(d, i, v);
-    }
-    for (; i < n; ++i) {
-        typename Ln::K k = r[0][i];
-        for (int j = 1; j < m; ++j) k = Ln::ext(k, r[j][i]);
-        ownMmPut1<Ln, O>(d, i, k);
+inline void ownMmRowsN(void* d, const typename Ln::K* const* r, int m, int64_t n) {
+    switch (m) {
+        case 1: return ownMmRows<Ln, O, 1>(d, r, 1, n);
+        case 2: return ownMmRows<Ln, O, 2>(d, r, 2, n);
+        case 3: return ownMmRows<Ln, O, 3>(d, r, 3, n);
+        case 4: return ownMmRows<Ln, O, 4>(d, r, 4, n);
+        default: return ownMmRows<Ln, O>(d, r, m, n);
     }
 }
 template <typename Ln, MmOut O>
-inline void ownMmTaps(void* d, const typename Ln::T* s, int64_t off, int m, int64_t n) {
-    int64_t i = 0;
-    for (; i + Ln::N <= n; i += Ln::N) {
-        typename Ln::V v = Ln::loadEnc(s + i);
-        for (int j = 1; j < m; ++j) v = Ln::vext(v, Ln::loadEnc(s + i + j * off));
-        ownMmPut<Ln, O>(d, i, v);
-    }
-    for (; i < n; ++i) {
-        typename Ln::K k = Ln::enc(s[i]);
-        for (int j = 1; j < m; ++j) k = Ln::ext(k, Ln::enc(s[i + j * off]));
-        ownMmPut1<Ln, O>(d, i, k);
+inline void ownMmTapsN(void* d, const typename Ln::T* s, int64_t off, int m, int64_t n) {
+    switch (m) {
+        case 1: return ownMmTaps<Ln, O, 1>(d, s, off, 1, n);
+        case 2: return ownMmTaps<Ln, O, 2>(d, s, off, 2, n);
+        case 3: return ownMmTaps<Ln, O, 3>(d, s, off, 3, n);
+        case 4: return ownMmTaps<Ln, O, 4>(d, s, off, 4, n);
+        default: return ownMmTaps<Ln, O>(d, s, off, m, n);
     }
 }
 
@@ -208,18 +258,19 @@ inline void ownMmTaps(void* d, const typename Ln::T* s, int64_t off, int m, int6
 template <typename Ln, MmOut O>
 inline void ownMmRun(void* d, typename Ln::K* g, const typename Ln::K* r, const typename Ln::K* h, bool first,
                      int64_t n) {
-    int64_t i = 0;
-    for (; i + Ln::N <= n; i += Ln::N) {
-        typename Ln::V v = Ln::load(r + i);
-        if (!first) v = Ln::vext(v, Ln::load(g + i));
-        Ln::store(g + i, v);
-        ownMmPut<Ln, O>(d, i, Ln::vext(v, Ln::load(h + i)));
-    }
-    for (; i < n; ++i) {
-        typename Ln::K k = first ? r[i] : Ln::ext(g[i], r[i]);
-        g[i] = k;
-        ownMmPut1<Ln, O>(d, i, Ln::ext(h[i], k));
-    }
+    ownMmLoop<Ln, O>(  // g = ext(g, r) is idempotent, so vectors may overlap
+        d, n, true,
+        [&](int64_t i) __attribute__((always_inline)) {
+            typename Ln::V v = Ln::load(r + i);
+            if (!first) v = Ln::vext(v, Ln::load(g + i));
+            Ln::store(g + i, v);
+            ownMmPut<Ln, O>(d, i, Ln::vext(v, Ln::load(h + i)));
+        },
+        [&](int64_t i) __attribute__((always_inline)) {
+            typename Ln::K k = first ? r[i] : Ln::ext(g[i], r[i]);
+            g[i] = k;
+            ownMmPut1<Ln, O>(d, i, Ln::ext(h[i], k));
+        });
 }
 
 }  // namespace zel
