@@ -231,20 +231,28 @@ inline void BorderRows::init(const void* src, int64_t srcStep, int elemBytes, in
 // Columns [c0, c1) of the row whose column 0 is p, with the synthesised pixels filled in, at d.
 inline void BorderRows::fillStrip(uint8_t* d, const uint8_t* p, int64_t c0, int64_t c1) const {
     const int P = pb_;
-    auto synth = [&](int64_t c) {
-        ownCopyPixel(d + (c - c0) * P, b_.kind == 6 ? value_ : p + ownBorderMap(b_.kind, c, w_) * P, P);
+    // Synthesised columns [s0, s1): one pixel repeated for replicate and constant (edge is the
+    // ROI column they repeat), the mirror map for the rest.
+    auto synth = [&](int64_t s0, int64_t s1, int64_t edge) {
+        if (b_.kind == 3) {
+            for (int64_t c = s0; c < s1; ++c) ownCopyPixel(d + (c - c0) * P, p + ownBorderMap(3, c, w_) * P, P);
+            return;
+        }
+        const uint8_t* px = b_.kind == 6 ? value_ : p + edge * P;
+        if (P == 1) memset(d + (s0 - c0), *px, (size_t)(s1 - s0));
+        else for (int64_t c = s0; c < s1; ++c) ownCopyPixel(d + (c - c0) * P, px, P);
     };
     // Left of the ROI, the ROI itself, right of it: each part real or synthesised.
     const int64_t a = c0 < 0 ? (c1 < 0 ? c1 : 0) : c0;  // end of the left part
     const int64_t z = c1 > w_ ? (c0 > w_ ? c0 : w_) : c1;  // start of the right part
     if (a > c0) {
         if (b_.memLeft) memcpy(d, p + c0 * P, (size_t)((a - c0) * P));
-        else for (int64_t c = c0; c < a; ++c) synth(c);
+        else synth(c0, a, 0);
     }
     if (z > a) memcpy(d + (a - c0) * P, p + a * P, (size_t)((z - a) * P));
     if (c1 > z) {
         if (b_.memRight) memcpy(d + (z - c0) * P, p + z * P, (size_t)((c1 - z) * P));
-        else for (int64_t c = z; c < c1; ++c) synth(c);
+        else synth(z, c1, w_ - 1);
     }
 }
 
