@@ -6,9 +6,10 @@
 //
 // - Row pass, for each source row the mask reaches: each sample becomes the extremum of
 //   maskWidth samples of its channel, the run starting ax pixels to its left. Narrow masks take
-//   the samples directly; wider ones double a run in place (runs of 2, 4, 8, ... in one row of
-//   the buffer) and join two overlapping runs of the largest power of two for the last step, so
-//   a 61-wide mask costs six vector operations per sample.
+//   the samples directly; wider ones build runs of 4, 16, 64, ... samples in place in one row of
+//   the buffer (each level four loads of the one before) and join at most four overlapping runs
+//   of the largest size for the last step, so a 61-wide mask costs three passes over the row.
+//   Floating samples are turned into keys once, into that row, before anything else.
 // - Column pass: short masks take the extremum of the maskHeight row-pass rows straight from a
 //   ring of rows. Taller ones use the block method (van Herk, Gil and Werman): the source rows
 //   are cut into blocks of maskHeight rows; within a block the ring holds the extrema from each
@@ -21,7 +22,7 @@
 // row pass is done with each source row before it asks for the next. The work fits the size
 // the query reports for every ROI and mask; where the ring for the whole width would not fit
 // (large masks on small images), the ROI is walked in bands of destination columns, and where
-// even a narrow band has no room for the doubling row, the row pass takes the samples directly.
+// even a narrow band has no room for the row buffer, the row pass takes the samples directly.
 // The order of samples never changes a result (the keys of filter/minmax_rows.h), so every path
 // gives the same pixels.
 #include "filter/border_rows.h"

@@ -17,6 +17,7 @@ const char* const kImplemented[] = {
     "AlphaComp", "AlphaCompC", "AlphaPremul, AlphaPremulC", "CompColorKey, AlphaCompColorKey",
     "Convert", "Convert (bit planes)", "Scale", "ScaleC",
     "Threshold", "ComputeThreshold_Otsu", "ThresholdAdaptiveBox, ThresholdAdaptiveGauss",
+    "FilterMinBorder, FilterMaxBorder, Erode3x3, Dilate3x3",
 };
 
 TEST(Implemented, FinishedFamiliesHaveNoPlaceholder) {
