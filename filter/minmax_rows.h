@@ -16,7 +16,9 @@
 // vector and the scalar forms of every kernel compute the same function.
 //
 // Vectors: 8- and 16-bit lanes in 256-bit registers (AVX2), 32- and 64-bit keys in 512-bit
-// registers (AVX-512F). Tails run the scalar form; nothing outside [0, n) is read or written.
+// registers (AVX-512F). A row shorter than a vector, and the tail of a kernel that works in
+// place, run the scalar form; other tails end with a last vector that overlaps the one before.
+// Nothing outside [0, n) is read or written.
 // An output written with Out::Alpha skips every fourth sample (the alpha of an AC4 image).
 #pragma once
 
