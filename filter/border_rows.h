@@ -32,7 +32,9 @@
 // side in memory and the left side replicated is the pixel (0, -1).
 //
 // Ring: the strips of the last top + bottom + 2 source rows are kept, so a kernel may hold the
-// rows of one whole neighbourhood and the row that has just left it (running sums) at once.
+// rows of one whole neighbourhood and the row that has just left it (running sums) at once. A
+// kernel that is done with each source row before it asks for the next (a row pass writing into
+// a ring of its own) may ask for a ring of fewer rows, down to one, and a smaller buffer.
 //
 // Bands: init may be given a band of destination columns [bx0, bx1) of the ROI; the segments
 // then cover just the band, and the buffer it needs grows with the band's width, not the
@@ -105,19 +107,21 @@ public:
     };
 
     // Bytes of work buffer that init needs for any border of an image (or a band) `width`
-    // pixels wide of pixelBytes each, 63 bytes of alignment slack included.
-    static int64_t bufferSize(int64_t width, int pixelBytes, const BorderExtent& e) {
-        const int64_t ring = e.top + e.bottom + 2;
-        return 63 + constRowBytes(width, pixelBytes, e) + round64(2 * ring * 8) + 2 * ring * stripBytes(width, pixelBytes, e);
+    // pixels wide of pixelBytes each, 7 bytes of alignment slack included; ring: the source
+    // rows held at once (0: top + bottom + 2).
+    static int64_t bufferSize(int64_t width, int pixelBytes, const BorderExtent& e, int64_t ring = 0) {
+        if (ring <= 0) ring = e.top + e.bottom + 2;
+        return 7 + constRowBytes(width, pixelBytes, e) + 2 * ring * 8 + 2 * ring * stripBytes(width, pixelBytes, e);
     }
 
     // src: the ROI's first pixel; srcStep in bytes (reduced to whole elements of elemBytes);
     // value: valueSamples samples of elemBytes each, the constant of kind 6 (the samples of a
     // pixel beyond valueSamples, the alpha of an AC4 image, are 0); buffer: bufferSize bytes of
-    // the band's width; [bx0, bx1): the band of destination columns (bx1 < 0: the whole ROI).
+    // the band's width; [bx0, bx1): the band of destination columns (bx1 < 0: the whole ROI);
+    // ring: the source rows held at once, as given to bufferSize.
     void init(const void* src, int64_t srcStep, int elemBytes, int channels, int width, int height,
               const BorderExtent& e, const BorderArg& b, const void* value, int valueSamples, uint8_t* buffer,
-              int bx0 = 0, int bx1 = -1);
+              int bx0 = 0, int bx1 = -1, int64_t ring = 0);
 
     int segments() const { return nseg_; }  // 1 to 3
     // Whether segment i reads the source rows themselves (no strips): its row pointers stay
@@ -147,15 +151,15 @@ public:
     }
 
 private:
-    static int64_t round64(int64_t n) { return (n + 63) & ~(int64_t)63; }
+    static int64_t round8(int64_t n) { return (n + 7) & ~(int64_t)7; }
     // The constant row, needed only where rows above or below the ROI can be read.
     static int64_t constRowBytes(int64_t width, int pixelBytes, const BorderExtent& e) {
-        return e.top + e.bottom > 0 ? round64(((int64_t)e.left + e.right + width) * pixelBytes) : 0;
+        return e.top + e.bottom > 0 ? round8(((int64_t)e.left + e.right + width) * pixelBytes) : 0;
     }
     // One strip: the pixels an edge segment reads of one row, in whole 8-byte words.
     static int64_t stripBytes(int64_t width, int pixelBytes, const BorderExtent& e) {
         const int64_t lr = (int64_t)e.left + e.right;
-        return ((lr + (width < lr ? width : lr)) * pixelBytes + 7) & ~(int64_t)7;
+        return round8((lr + (width < lr ? width : lr)) * pixelBytes);
     }
     const uint8_t* stripRow(int64_t ys, int s, const uint8_t* p);
     void fillStrip(uint8_t* d, const uint8_t* p, int64_t c0, int64_t c1) const;
@@ -190,7 +194,7 @@ inline void ownCopyPixel(uint8_t* d, const uint8_t* s, int n) {
 
 inline void BorderRows::init(const void* src, int64_t srcStep, int elemBytes, int channels, int width, int height,
                              const BorderExtent& e, const BorderArg& b, const void* value, int valueSamples,
-                             uint8_t* buffer, int bx0, int bx1) {
+                             uint8_t* buffer, int bx0, int bx1, int64_t ring) {
     if (bx1 < 0) bx1 = width;
     const int bw = bx1 - bx0;
     src_ = (const uint8_t*)src;
@@ -200,16 +204,16 @@ inline void BorderRows::init(const void* src, int64_t srcStep, int elemBytes, in
     memset(value_, 0, sizeof value_);
     if (b.kind == 6 && value) memcpy(value_, value, (size_t)valueSamples * elemBytes);
 
-    uint8_t* base = (uint8_t*)(((uintptr_t)buffer + 63) & ~(uintptr_t)63);
+    uint8_t* base = (uint8_t*)(((uintptr_t)buffer + 7) & ~(uintptr_t)7);
     const int64_t lr = (int64_t)e.left + e.right, rowBytes = constRowBytes(bw, pb_, e);
     constRow_ = nullptr;
     if (b.kind == 6 && rowBytes) {  // columns bx0 - left to bx1 + right - 1
         for (int64_t c = 0; c < lr + bw; ++c) ownCopyPixel(base + c * pb_, value_, pb_);
         constRow_ = base + ((int64_t)e.left - bx0) * pb_;
     }
-    ring_ = e.top + e.bottom + 2;
+    ring_ = ring > 0 ? ring : e.top + e.bottom + 2;
     tags_ = (int64_t*)(base + rowBytes);
-    strips_ = base + rowBytes + round64(2 * ring_ * 8);
+    strips_ = base + rowBytes + 2 * ring_ * 8;
     stripBytes_ = stripBytes(bw, pb_, e);
     for (int64_t k = 0; k < 2 * ring_; ++k) tags_[k] = INT64_MIN;
 
@@ -237,20 +241,28 @@ inline void BorderRows::init(const void* src, int64_t srcStep, int elemBytes, in
 // Columns [c0, c1) of the row whose column 0 is p, with the synthesised pixels filled in, at d.
 inline void BorderRows::fillStrip(uint8_t* d, const uint8_t* p, int64_t c0, int64_t c1) const {
     const int P = pb_;
-    auto synth = [&](int64_t c) {
-        ownCopyPixel(d + (c - c0) * P, b_.kind == 6 ? value_ : p + ownBorderMap(b_.kind, c, w_) * P, P);
+    // Synthesised columns [s0, s1): one pixel repeated for replicate and constant (edge is the
+    // ROI column they repeat), the mirror map for the rest.
+    auto synth = [&](int64_t s0, int64_t s1, int64_t edge) {
+        if (b_.kind == 3) {
+            for (int64_t c = s0; c < s1; ++c) ownCopyPixel(d + (c - c0) * P, p + ownBorderMap(3, c, w_) * P, P);
+            return;
+        }
+        const uint8_t* px = b_.kind == 6 ? value_ : p + edge * P;
+        if (P == 1) memset(d + (s0 - c0), *px, (size_t)(s1 - s0));
+        else for (int64_t c = s0; c < s1; ++c) ownCopyPixel(d + (c - c0) * P, px, P);
     };
     // Left of the ROI, the ROI itself, right of it: each part real or synthesised.
     const int64_t a = c0 < 0 ? (c1 < 0 ? c1 : 0) : c0;  // end of the left part
     const int64_t z = c1 > w_ ? (c0 > w_ ? c0 : w_) : c1;  // start of the right part
     if (a > c0) {
         if (b_.memLeft) memcpy(d, p + c0 * P, (size_t)((a - c0) * P));
-        else for (int64_t c = c0; c < a; ++c) synth(c);
+        else synth(c0, a, 0);
     }
     if (z > a) memcpy(d + (a - c0) * P, p + a * P, (size_t)((z - a) * P));
     if (c1 > z) {
         if (b_.memRight) memcpy(d + (z - c0) * P, p + z * P, (size_t)((c1 - z) * P));
-        else for (int64_t c = z; c < c1; ++c) synth(c);
+        else synth(z, c1, w_ - 1);
     }
 }
 

@@ -19,6 +19,7 @@ const char* const kImplemented[] = {
     "Threshold", "ComputeThreshold_Otsu", "ThresholdAdaptiveBox, ThresholdAdaptiveGauss",
     "FilterBorderGetSize, FilterBorderInit, FilterBorderSetMode, FilterBorder", "Filter_64f, FilterGetBufSize_64f",
     "Conv, ConvGetBufferSize", "DecimateFilterRow, DecimateFilterColumn", "WinBartlett, WinHamming",
+    "FilterMinBorder, FilterMaxBorder, Erode3x3, Dilate3x3",
 };
 
 TEST(Implemented, FinishedFamiliesHaveNoPlaceholder) {
