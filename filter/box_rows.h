@@ -26,6 +26,8 @@
 
 #include <type_traits>
 
+#include "kernels/vector_halves.h"
+
 namespace zel {
 
 // col[i] += a[i] for n samples (the first window of a column).
@@ -185,7 +187,10 @@ inline void ownStoreLanes(int16_t* d, __m512i q, int lanes) {
 }
 
 // Eight double lanes to single precision (round to nearest even), in the low half.
-inline __m512 ownNarrowPd(__m512d v) { return _mm512_zextps256_ps512(_mm512_cvt_roundpd_ps(v, kRoundNear)); }
+inline __m512 ownNarrowPd(__m512d v) {
+    const __m256 f = _mm512_maskz_cvt_roundpd_ps(0xFF, v, kRoundNear);
+    return _mm512_castsi512_ps(ownsJoin256(_mm256_castps_si256(f), _mm256_setzero_si256()));
+}
 
 // What a window sum becomes in the destination. Sum: the plain sum (32s exact; 32f the exact
 // sum rounded once to single precision, or for 32f data the double sum rounded). Mean:
@@ -205,13 +210,13 @@ struct BoxEmit {
         } else if constexpr (Kind == BoxOut::Sum && std::is_same_v<Out, int32_t>) {
             ownStoreLanes<Alpha>(d + i0, v, lanes);
         } else {
-            floats(i0, _mm512_cvt_roundepi32_ps(v, kRoundNear), lanes);
+            floats(i0, _mm512_maskz_cvt_roundepi32_ps(0xFFFF, v, kRoundNear), lanes);
         }
     }
     void operator()(int64_t i0, __m512d v, int lanes) const {
         if constexpr (Kind == BoxOut::Sum && std::is_same_v<Out, int32_t>) {  // 32s: saturated
             const __m512d c = _mm512_min_pd(_mm512_max_pd(v, _mm512_set1_pd(-2147483648.0)), _mm512_set1_pd(2147483647.0));
-            ownStoreLanes<Alpha>(d + i0, _mm512_zextsi256_si512(_mm512_cvt_roundpd_epi32(c, kRoundNear)), lanes);
+            ownStoreLanes<Alpha>(d + i0, ownsJoin256(_mm512_maskz_cvt_roundpd_epi32(0xFF, c, kRoundNear), _mm256_setzero_si256()), lanes);
         } else {
             floats(i0, ownNarrowPd(v), lanes);
         }
@@ -220,7 +225,7 @@ struct BoxEmit {
     void floats(int64_t i0, __m512 f, int lanes) const {
         if constexpr (Kind == BoxOut::Mean) f = _mm512_mul_round_ps(f, _mm512_set1_ps(r), kRoundNear);
         if constexpr (std::is_same_v<Out, float>) ownStoreLanes<Alpha>(d + i0, f, lanes);
-        else ownStoreLanes<Alpha>(d + i0, _mm512_cvt_roundps_epi32(f, kRoundNear), lanes);
+        else ownStoreLanes<Alpha>(d + i0, _mm512_maskz_cvt_roundps_epi32(0xFFFF, f, kRoundNear), lanes);
     }
 };
 

@@ -241,4 +241,108 @@ TEST(FilterBoxBorder, BufferQueries) {
     }
 }
 
+// ---- one-dimensional sums and the older 64f form -------------------------------------------
+
+class SumWindow1D : public ::testing::TestWithParam<zt::Name> {};
+
+TEST_P(SumWindow1D, ExactSumsRoundedOnce) {
+    const zt::Name& n = GetParam();
+    ZT_SKIP_IF_PLACEHOLDER(n.name.c_str());
+    const bool rows = n.op == "SumWindowRow";
+    zt::forTrials(40, [&](zt::Rng& rng, zt::Tight tight, int t) {
+        zt::withType(n.type, [&](auto tag) {
+            using T = typename decltype(tag)::type;
+            const int P = n.channels * (int)sizeof(T);
+            const bool huge = t == 7 && sizeof(T) == 2;  // sums beyond 32 bits
+            const int w = (int)rng.range(1, huge ? 4 : 150), h = (int)rng.range(1, huge ? 3 : 12);
+            const int mask = huge ? 33000 : (int)rng.range(1, rng.chance(0.2) ? 300 : 12);
+            const int anchor = (int)rng.range(0, mask - 1);
+            const int cols = rows ? w + mask - 1 : w, lines = rows ? h : h + mask - 1;
+            zt::StepPolicy sp;
+            sp.unit = sizeof(T);
+            zt::Region src((int64_t)cols * P, lines, zt::randomStep(rng, (int64_t)cols * P, sp), tight);
+            src.randomize(rng);
+            sp.unit = 4;
+            zt::Region dst((int64_t)w * n.channels * 4, h, zt::randomStep(rng, (int64_t)w * n.channels * 4, sp), tight);
+            dst.randomize(rng);
+            const T* roi = (const T*)(rows ? src.origin() + (int64_t)anchor * P : src.row(anchor));
+            zt::Shadow shadow({&dst});
+            for (int y = 0; y < h; ++y)
+                for (int64_t i = 0; i < (int64_t)w * n.channels; ++i) {
+                    int64_t s = 0;
+                    for (int j = 0; j < mask; ++j)
+                        s += rows ? ((const T*)src.row(y))[i + (int64_t)j * n.channels]
+                                  : ((const T*)src.row(y + j))[i];
+                    float f = (float)s;
+                    memcpy(shadow(dst.row(y)) + 4 * i, &f, 4);
+                }
+            ASSERT_EQ(zt::invoke(n.fn, roi, (int)src.step(), (Zel32f*)dst.origin(), (int)dst.step(), ZeliSize{w, h}, mask,
+                                 anchor),
+                      zelStsNoErr);
+            ASSERT_TRUE(shadow.matches()) << "w " << w << " h " << h << " mask " << mask << " anchor " << anchor;
+        });
+    });
+}
+INSTANTIATE_TEST_SUITE_P(Sums, SumWindow1D, ::testing::ValuesIn(zt::namesOf({"SumWindowRow, SumWindowColumn"})),
+                         zt::paramName);
+
+struct Args1D {
+    const Zel8u* src;
+    Zel32f* dst;
+    ZeliSize roi;
+    int mask, anchor, step;
+};
+
+TEST(SumWindow1D, CheckOrder) {
+    for (auto fn : {zeliSumWindowRow_8u32f_C1R, zeliSumWindowColumn_8u32f_C1R}) {
+        zt::Region src(16, 8, 16), dst(32, 4, 32);
+        Args1D valid{src.row(2) + 2, (Zel32f*)dst.origin(), {8, 4}, 5, 2, 16};
+        zt::CheckOrder<Args1D> co(valid, [fn](const Args1D& a) {
+            return fn(a.src, a.step, a.dst, a.step * 2, a.roi, a.mask, a.anchor);
+        }, {&dst});
+        co.row("pSrc null", [](Args1D& a) { a.src = nullptr; }, zelStsNullPtrErr)
+            .row("pDst null", [](Args1D& a) { a.dst = nullptr; }, zelStsNullPtrErr)
+            .row("mask 0", [](Args1D& a) { a.mask = 0; }, zelStsMaskSizeErr)
+            .row("anchor = mask", [](Args1D& a) { a.anchor = 5; }, zelStsAnchorErr)
+            .ignored("steps 0", [](Args1D& a) { a.step = 0; });
+        co.run();
+        {
+            zt::Shadow before({&dst});
+            EXPECT_EQ(fn(valid.src, 16, valid.dst, 32, {8, 0}, 5, 2), zelStsNoErr);
+            EXPECT_TRUE(before.matches());
+        }
+    }
+}
+
+TEST(FilterBox64f, MeanOfTheAnchoredNeighbourhood) {
+    zt::forTrials(40, [&](zt::Rng& rng, zt::Tight tight, int) {
+        const int w = (int)rng.range(1, 120), h = (int)rng.range(1, 12);
+        const int kw = (int)rng.range(1, 20), kh = (int)rng.range(1, 20);
+        const ZeliPoint anchor{(int)rng.range(0, kw - 1), (int)rng.range(0, kh - 1)};
+        zt::Region src((int64_t)(w + kw - 1) * 8, h + kh - 1, (w + kw - 1 + rng.range(0, 3)) * 8, tight);
+        for (int64_t i = 0; i < src.extent() / 8; ++i) ((double*)src.lo())[i] = (double)rng.range(-1000000, 1000000) / 64;
+        zt::Region dst((int64_t)w * 8, h, (w + rng.range(0, 3)) * 8, tight);
+        const double* roi = (const double*)src.row(anchor.y) + anchor.x;
+        ASSERT_EQ(zeliFilterBox_64f_C1R(roi, (int)src.step(), (Zel64f*)dst.origin(), (int)dst.step(), {w, h}, {kw, kh}, anchor),
+                  zelStsNoErr);
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                long double s = 0, mag = 0;
+                for (int i = 0; i < kh; ++i)
+                    for (int j = 0; j < kw; ++j) {
+                        double v = ((const double*)src.row(y + i))[x + j];
+                        s += v, mag += fabsl(v);
+                    }
+                ASSERT_NEAR(((const double*)dst.row(y))[x], (double)(s / (kw * kh)), (double)(mag / (kw * kh)) * 1e-13)
+                    << x << "," << y;
+            }
+    });
+    zt::Region buf(64, 1, 64);
+    const Zel64f* p = (const Zel64f*)buf.origin();
+    EXPECT_EQ(zeliFilterBox_64f_C1R(nullptr, 64, (Zel64f*)p, 64, {2, 2}, {2, 2}, {0, 0}), zelStsNullPtrErr);
+    EXPECT_EQ(zeliFilterBox_64f_C1R(p, 64, (Zel64f*)p, 64, {2, 2}, {0, 2}, {0, 0}), zelStsSizeErr);
+    EXPECT_EQ(zeliFilterBox_64f_C1R(p, 16, (Zel64f*)p, 64, {2, 2}, {2, 2}, {0, 0}), zelStsStepErr);
+    EXPECT_EQ(zeliFilterBox_64f_C1R(p, 24, (Zel64f*)p, 8, {2, 2}, {2, 2}, {0, 0}), zelStsStepErr);
+}
+
 }  // namespace
