@@ -108,8 +108,9 @@ struct BoxCall {
     uint8_t* buf;
     bool inPlace;
 
-    template <typename Acc, class LN, class Emit>
-    void run(Emit emit) {
+    // rowFn(col, d): the destination row d from the column sums.
+    template <typename Acc, class RowFn>
+    void run(RowFn&& rowFn) {
         BoxLayout lay;
         box_layout(w, h, kw, kh, sizeof(T), N, sizeof(Out), buf, &lay);
         BorderRows rows;
@@ -132,8 +133,7 @@ struct BoxCall {
         for (int64_t y = 0; y < h; ++y) {
             if (y)
                 for (int i = 0; i < nseg; ++i) ownColSlide(colOf(i), part(y + e.bottom, i), part(y - 1 - e.top, i), len[i]);
-            emit.d = inPlace ? (Out*)(lay.ring + (y % lay.ringRows) * lay.ringRowBytes) : row(dst, dstStep, y);
-            ownWindowRow<LN, N>(col, w, kw, emit);
+            rowFn((const Acc*)col, inPlace ? (Out*)(lay.ring + (y % lay.ringRows) * lay.ringRowBytes) : row(dst, dstStep, y));
             if (inPlace) flush(lay, y, y);
         }
         if (inPlace) flush(lay, h - 1, INT64_MAX);
@@ -190,22 +190,32 @@ ZelStatus box(const T* pSrc, int srcStep, Out* pDst, int dstStep, ZeliSize roi, 
                                    ownCentredExtent(mask.width, mask.height), b, borderValue, pBuffer, inPlace};
     const int64_t area = (int64_t)mask.width * mask.height;
     constexpr BoxOut kKind = Sum ? BoxOut::Sum : BoxOut::Mean;
-    const BoxEmit<Out, Alpha, kKind> emit{nullptr, ownBoxReciprocal(area)};
+    const float r = ownBoxReciprocal(area);
+    const int w = roi.width, kw = mask.width;
+    auto sliding = [&](auto lanes, auto emit) {
+        return [&, emit](const auto* col, Out* d) mutable {
+            emit.d = d;
+            ownWindowRow<decltype(lanes), N>(col, w, kw, emit);
+        };
+    };
+    const BoxEmit<Out, Alpha, kKind> emit{nullptr, r};
     if constexpr (std::is_same_v<T, float>) {
-        call.template run<double, F64Lanes>(emit);
+        call.template run<double>(sliding(F64Lanes{}, emit));
     } else {
         constexpr int64_t kMaxAbs = std::is_same_v<T, uint8_t> ? 255 : std::is_same_v<T, uint16_t> ? 65535 : 32768;
         if (sizeof(T) == 1 && mask.height <= 257 && area * 255 <= 65535) {
-            if constexpr (sizeof(T) == 1 && !Sum)
-                if (area == 9 && mask.width == 3) {
-                    call.template run<uint16_t, I32Lanes>(BoxEmit<Out, Alpha, BoxOut::Mean3x3>{});
+            if constexpr (sizeof(T) == 1 && !Sum) {
+                if (kw <= 7) {  // narrow masks: direct sums in 16-bit lanes
+                    const Mean16 m = ownMean16(area, r);
+                    call.template run<uint16_t>([&](const uint16_t* col, Out* d) { ownBoxMeanRow8u<N, Alpha>(col, w, kw, m, d); });
                     return zelStsNoErr;
                 }
-            call.template run<uint16_t, I32Lanes>(emit);
+            }
+            call.template run<uint16_t>(sliding(I32Lanes{}, emit));
         } else if (area <= kInt32Max / kMaxAbs) {
-            call.template run<int32_t, I32Lanes>(emit);
+            call.template run<int32_t>(sliding(I32Lanes{}, emit));
         } else {
-            call.template run<double, F64Lanes>(emit);
+            call.template run<double>(sliding(F64Lanes{}, emit));
         }
     }
     return zelStsNoErr;

@@ -195,8 +195,7 @@ inline __m512 ownNarrowPd(__m512d v) {
 // What a window sum becomes in the destination. Sum: the plain sum (32s exact; 32f the exact
 // sum rounded once to single precision, or for 32f data the double sum rounded). Mean:
 // float(sum) * r rounded to nearest even and saturated (integer types), float(sum) * r (32f).
-// Mean3x3: the integer form (sum * 29128 + 131072) >> 18 of 8u 3x3 means.
-enum class BoxOut { Sum, Mean, Mean3x3 };
+enum class BoxOut { Sum, Mean };
 
 template <typename Out, bool Alpha, BoxOut Kind>
 struct BoxEmit {
@@ -204,10 +203,7 @@ struct BoxEmit {
     float r;
 
     void operator()(int64_t i0, __m512i v, int lanes) const {
-        if constexpr (Kind == BoxOut::Mean3x3) {
-            const __m512i m = _mm512_add_epi32(_mm512_mullo_epi32(v, _mm512_set1_epi32(29128)), _mm512_set1_epi32(131072));
-            ownStoreLanes<Alpha>(d + i0, _mm512_srli_epi32(m, 18), lanes);
-        } else if constexpr (Kind == BoxOut::Sum && std::is_same_v<Out, int32_t>) {
+        if constexpr (Kind == BoxOut::Sum && std::is_same_v<Out, int32_t>) {
             ownStoreLanes<Alpha>(d + i0, v, lanes);
         } else {
             floats(i0, _mm512_maskz_cvt_roundepi32_ps(0xFFFF, v, kRoundNear), lanes);
@@ -234,6 +230,61 @@ struct BoxEmit {
 inline float ownBoxReciprocal(int64_t area) {
     const __m128d q = _mm_div_round_sd(_mm_set_sd(1.0), _mm_cvt_roundsi64_sd(_mm_setzero_pd(), area, kRoundNear), kRoundNear);
     return _mm_cvtss_f32(_mm_cvt_roundsd_ss(_mm_setzero_ps(), q, kRoundNear));
+}
+
+// ---- 8u means of narrow masks in 16-bit lanes ------------------------------------------------
+
+// The mean of 8u windows of area A (at most 255 pixels) as an integer quotient: for odd A the
+// rule float(sum) * r rounded to nearest even is round(sum / A) (no ties, and the float error
+// stays far below 1 / 2A), which is mulhi16(sum + (A - 1) / 2, M) >> s with M = ceil(2^(16+s) / A),
+// s = floor(log2 A), whenever nmax * (M A - 2^(16+s)) < 2^(16+s) for the largest numerator nmax.
+// For A = 9 this is the integer form (sum * 29128 + 131072) >> 18 exactly.
+struct Mean16 {
+    bool exact;  // false: use the single-precision rule
+    uint16_t half, mul;
+    int shift;
+    float r;
+};
+
+inline Mean16 ownMean16(int64_t area, float r) {
+    Mean16 m{false, 0, 0, 0, r};
+    if (area % 2 == 0 || area > 255) return m;
+    int s = 0;
+    while ((int64_t)2 << s <= area) ++s;
+    const int64_t p = (int64_t)1 << (16 + s), mul = (p + area - 1) / area, nmax = 255 * area + (area - 1) / 2;
+    if (mul >= 65536 || nmax * (mul * area - p) >= p) return m;
+    return {true, (uint16_t)((area - 1) / 2), (uint16_t)mul, s, r};
+}
+
+// Means of one row of 8u pixels from 16-bit column sums col (N channels, window kw pixels, every
+// window sum below 2^16): direct sums of kw shifted loads, then the quotient or the rule.
+template <int N, bool Alpha>
+inline void ownBoxMeanRow8u(const uint16_t* col, int64_t w, int kw, const Mean16& m, uint8_t* d) {
+    const int64_t total = w * N;
+    const __m256i half = _mm256_set1_epi16((short)m.half), mul = _mm256_set1_epi16((short)m.mul);
+    const __m128i shift = _mm_cvtsi32_si128(m.shift);
+    auto mean = [&](__m256i s) {
+        if (m.exact) return _mm256_srl_epi16(_mm256_mulhi_epu16(_mm256_add_epi16(s, half), mul), shift);
+        const __m512 f = _mm512_maskz_cvt_roundepi32_ps(0xFFFF, _mm512_cvtepu16_epi32(s), kRoundNear);
+        const __m512 q = _mm512_mul_round_ps(f, _mm512_set1_ps(m.r), kRoundNear);
+        return _mm512_cvtusepi32_epi16(_mm512_maskz_cvt_roundps_epi32(0xFFFF, q, kRoundNear));
+    };
+    for (int64_t x = 0; x < total; x += 32) {  // col holds at least 32 samples of slack past its end
+        __m256i s0 = _mm256_loadu_si256((const __m256i*)(col + x)), s1 = _mm256_loadu_si256((const __m256i*)(col + x + 16));
+        for (int j = 1; j < kw; ++j) {
+            s0 = _mm256_add_epi16(s0, _mm256_loadu_si256((const __m256i*)(col + x + j * N)));
+            s1 = _mm256_add_epi16(s1, _mm256_loadu_si256((const __m256i*)(col + x + 16 + j * N)));
+        }
+        const __m256i b = _mm256_permute4x64_epi64(_mm256_packus_epi16(mean(s0), mean(s1)), 0xD8);
+        if (x + 32 <= total) {
+            __m256i* p = (__m256i*)(d + x);
+            _mm256_storeu_si256(p, Alpha ? _mm256_blendv_epi8(b, _mm256_loadu_si256(p), _mm256_set1_epi32((int)0xFF000000u)) : b);
+        } else {
+            alignas(32) uint8_t t[32];
+            _mm256_store_si256((__m256i*)t, b);
+            ownStorePartial<Alpha>(d + x, t, (int)(total - x));
+        }
+    }
 }
 
 }  // namespace zel
