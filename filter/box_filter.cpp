@@ -14,17 +14,19 @@
 // AC4 images are summed as four channels and the fourth is never written; their border value
 // is three samples.
 //
-// Arithmetic (filter/box_rows.h): integer data is summed exactly, in 16-bit column sums for 8u
-// masks of at most 257 pixels (every window sum then fits 16 bits), in 32-bit sums while the
-// largest window sum fits, else in double precision (exact below 2^53). 32f data is summed in
+// Arithmetic (filter/box_rows.h): integer data is summed exactly. 8u masks of at most 257
+// pixels (every window sum then fits 16 bits) run in 16-bit lanes throughout: masks up to 7 wide
+// sum their column sums directly, wider ones slide; their means are an exact 16-bit quotient for
+// odd areas and the single-precision rule otherwise. Other integer windows use 32-bit sums while
+// the largest window sum fits, else double precision (exact below 2^53). 32f data is summed in
 // double precision with running sums: a window sum is then the exact sum up to a relative
 // error of a few units of 2^-53 of the row's and column's magnitudes, well inside the single
 // precision of the result, which is that sum rounded to single precision.
 //   SumWindow: 8u gives the exact sum (32s); 16u, 16s and 32f the sum rounded once to single
 //   precision.
 //   FilterBoxBorder: mean = float(sum) * r in single precision, r = 1 / (kw kh) rounded to
-//   single, then for integer types rounded to nearest even and saturated; 8u 3x3 means use
-//   (sum * 29128 + 131072) >> 18, which gives the same.
+//   single, then for integer types rounded to nearest even and saturated; for 8u 3x3 means this
+//   is (sum * 29128 + 131072) >> 18.
 //
 // In place (pSrc == pDst with equal steps, same-size samples): each destination row is kept
 // in a ring in the buffer until no later window reads its source row, then written.
@@ -40,6 +42,7 @@
 #include "filter/border_rows.h"
 #include "filter/box_rows.h"
 #include "frame/zel_internal.h"
+#include "kernels/copy_engine.h"
 
 namespace {
 
@@ -204,14 +207,21 @@ ZelStatus box(const T* pSrc, int srcStep, Out* pDst, int dstStep, ZeliSize roi, 
     } else {
         constexpr int64_t kMaxAbs = std::is_same_v<T, uint8_t> ? 255 : std::is_same_v<T, uint16_t> ? 65535 : 32768;
         if (sizeof(T) == 1 && mask.height <= 257 && area * 255 <= 65535) {
-            if constexpr (sizeof(T) == 1 && !Sum) {
-                if (kw <= 7) {  // narrow masks: direct sums in 16-bit lanes
-                    const Mean16 m = ownMean16(area, r);
+            // Every window sum fits 16 bits: 16-bit lanes throughout (narrow masks summed directly).
+            if constexpr (sizeof(T) == 1 && Sum) {
+                // 32-bit sums four times the source: large results stream past the caches.
+                const bool stream = !inPlace && ownsUseStreamingComputed((int64_t)w * roi.height * N * 5, false);
+                call.template run<uint16_t>([&](const uint16_t* col, Out* d) {
+                    ownWindowRow16<N>(col, w, kw, Sum16Emit<Alpha>{d, stream});
+                });
+                if (stream) _mm_sfence();
+            } else if constexpr (sizeof(T) == 1) {
+                const Mean16 m = ownMean16(area, r);
+                if (kw <= 7)
                     call.template run<uint16_t>([&](const uint16_t* col, Out* d) { ownBoxMeanRow8u<N, Alpha>(col, w, kw, m, d); });
-                    return zelStsNoErr;
-                }
+                else
+                    call.template run<uint16_t>([&](const uint16_t* col, Out* d) { ownWindowRow16<N>(col, w, kw, Mean8uEmit<Alpha>{d, m}); });
             }
-            call.template run<uint16_t>(sliding(I32Lanes{}, emit));
         } else if (area <= kInt32Max / kMaxAbs) {
             call.template run<int32_t>(sliding(I32Lanes{}, emit));
         } else {

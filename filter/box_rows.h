@@ -122,9 +122,8 @@ inline void ownWindowRow(const In* in, int64_t w, int64_t k, Emit&& emit) {
         if constexpr (2 * N < L) e = LN::add(e, LN::template shl<2 * N>(e));
         if constexpr (4 * N < L) e = LN::add(e, LN::template shl<4 * N>(e));
         if constexpr (8 * N < L) e = LN::add(e, LN::template shl<8 * N>(e));
-        const Vec out = LN::add(carry, e);
-        emit(i0, out, lanes);
-        carry = LN::permute(next, out);
+        emit(i0, LN::add(carry, e), lanes);
+        carry = LN::add(carry, LN::permute(next, e));  // the carry is a pattern by channel: one add on the chain
     }
 }
 
@@ -151,8 +150,7 @@ inline void ownStoreLanes(float* d, __m512 f, int lanes) {
 
 // Integers saturated to 8 or 16 bits (never negative for the unsigned types).
 template <bool Alpha>
-inline void ownStoreLanes(uint8_t* d, __m512i q, int lanes) {
-    const __m128i b = _mm512_cvtusepi32_epi8(q);
+inline void ownStoreBytes(uint8_t* d, __m128i b, int lanes) {
     if (lanes == 16) {
         if constexpr (Alpha) {
             const __m128i keep = _mm_set1_epi32((int)0xFF000000u);
@@ -165,6 +163,10 @@ inline void ownStoreLanes(uint8_t* d, __m512i q, int lanes) {
     alignas(16) uint8_t t[16];
     _mm_store_si128((__m128i*)t, b);
     ownStorePartial<Alpha>(d, t, lanes);
+}
+template <bool Alpha>
+inline void ownStoreLanes(uint8_t* d, __m512i q, int lanes) {
+    ownStoreBytes<Alpha>(d, _mm512_cvtusepi32_epi8(q), lanes);
 }
 template <bool Alpha, typename Out>
 inline void ownStoreLanes16(Out* d, __m256i h, int lanes) {
@@ -256,19 +258,67 @@ inline Mean16 ownMean16(int64_t area, float r) {
     return {true, (uint16_t)((area - 1) / 2), (uint16_t)mul, s, r};
 }
 
+// The means of 16 window sums (16-bit lanes), as 16-bit lanes.
+inline __m256i ownMean8u(const Mean16& m, __m256i s) {
+    if (m.exact)
+        return _mm256_srl_epi16(_mm256_mulhi_epu16(_mm256_add_epi16(s, _mm256_set1_epi16((short)m.half)),
+                                                   _mm256_set1_epi16((short)m.mul)),
+                                _mm_cvtsi32_si128(m.shift));
+    const __m512 f = _mm512_maskz_cvt_roundepi32_ps(0xFFFF, _mm512_cvtepu16_epi32(s), kRoundNear);
+    const __m512 q = _mm512_mul_round_ps(f, _mm512_set1_ps(m.r), kRoundNear);
+    return _mm512_cvtusepi32_epi16(_mm512_maskz_cvt_roundps_epi32(0xFFFF, q, kRoundNear));
+}
+
+// Window sums of one row of 16-bit samples, as ownWindowRow, modulo 2^16 in 16-bit lanes (so
+// exact when every window sum is below 2^16): the prefix runs inside each 128-bit half, then the
+// low half's last sums of each channel carry into the high half. emit(i0, sums, lanes).
+template <int N, class Emit>
+inline void ownWindowRow16(const uint16_t* in, int64_t w, int64_t k, Emit&& emit) {
+    constexpr int L = 16 - 16 % N;
+    alignas(32) uint16_t first[16];
+    alignas(32) int8_t cross[32], next[32];
+    for (int l = 0; l < 16; ++l) {
+        uint16_t s = 0;
+        for (int64_t j = 0; j < k; ++j) s = (uint16_t)(s + in[j * N + l % N]);
+        first[l] = s;
+        // cross: high-half element l takes the low half's last element of its channel; next:
+        // every element takes the last pixel's element of its channel (from the high half).
+        int low = 7;
+        while (low % N != l % N) --low;
+        const int last = L - N + l % N - 8;
+        cross[2 * l] = (int8_t)(l < 8 ? -128 : 2 * low), cross[2 * l + 1] = (int8_t)(l < 8 ? -128 : 2 * low + 1);
+        next[2 * l] = (int8_t)(2 * last), next[2 * l + 1] = (int8_t)(2 * last + 1);
+    }
+    const __m256i crossIdx = _mm256_load_si256((const __m256i*)cross), nextIdx = _mm256_load_si256((const __m256i*)next);
+    __m256i carry = _mm256_load_si256((const __m256i*)first);
+    const int64_t total = w * N, kN = k * N;
+    for (int64_t i0 = 0; i0 < total; i0 += L) {
+        const int lanes = (int)(total - i0 < L ? total - i0 : L);
+        __m256i e;
+        if (i0 >= N && i0 + 16 <= total) {
+            e = _mm256_sub_epi16(_mm256_loadu_si256((const __m256i*)(in + i0 - N + kN)),
+                                 _mm256_loadu_si256((const __m256i*)(in + i0 - N)));
+        } else {
+            alignas(32) uint16_t a[16] = {}, b[16] = {};
+            for (int l = 0; l < lanes; ++l)
+                if (i0 + l >= N) a[l] = in[i0 + l - N + kN], b[l] = in[i0 + l - N];
+            e = _mm256_sub_epi16(_mm256_load_si256((const __m256i*)a), _mm256_load_si256((const __m256i*)b));
+        }
+        e = _mm256_add_epi16(e, _mm256_slli_si256(e, 2 * N));
+        if constexpr (2 * N < 8) e = _mm256_add_epi16(e, _mm256_slli_si256(e, 4 * N));
+        if constexpr (4 * N < 8) e = _mm256_add_epi16(e, _mm256_slli_si256(e, 8 * N));
+        e = _mm256_add_epi16(e, _mm256_shuffle_epi8(_mm256_permute2x128_si256(e, e, 0x08), crossIdx));
+        emit(i0, _mm256_add_epi16(carry, e), lanes);
+        carry = _mm256_add_epi16(carry, _mm256_shuffle_epi8(_mm256_permute2x128_si256(e, e, 0x11), nextIdx));
+    }
+}
+
 // Means of one row of 8u pixels from 16-bit column sums col (N channels, window kw pixels, every
 // window sum below 2^16): direct sums of kw shifted loads, then the quotient or the rule.
 template <int N, bool Alpha>
 inline void ownBoxMeanRow8u(const uint16_t* col, int64_t w, int kw, const Mean16& m, uint8_t* d) {
     const int64_t total = w * N;
-    const __m256i half = _mm256_set1_epi16((short)m.half), mul = _mm256_set1_epi16((short)m.mul);
-    const __m128i shift = _mm_cvtsi32_si128(m.shift);
-    auto mean = [&](__m256i s) {
-        if (m.exact) return _mm256_srl_epi16(_mm256_mulhi_epu16(_mm256_add_epi16(s, half), mul), shift);
-        const __m512 f = _mm512_maskz_cvt_roundepi32_ps(0xFFFF, _mm512_cvtepu16_epi32(s), kRoundNear);
-        const __m512 q = _mm512_mul_round_ps(f, _mm512_set1_ps(m.r), kRoundNear);
-        return _mm512_cvtusepi32_epi16(_mm512_maskz_cvt_roundps_epi32(0xFFFF, q, kRoundNear));
-    };
+    auto mean = [&](__m256i s) { return ownMean8u(m, s); };
     for (int64_t x = 0; x < total; x += 32) {  // col holds at least 32 samples of slack past its end
         __m256i s0 = _mm256_loadu_si256((const __m256i*)(col + x)), s1 = _mm256_loadu_si256((const __m256i*)(col + x + 16));
         for (int j = 1; j < kw; ++j) {
@@ -286,5 +336,26 @@ inline void ownBoxMeanRow8u(const uint16_t* col, int64_t w, int kw, const Mean16
         }
     }
 }
+
+// Emitters of ownWindowRow16: 8u means, and exact 32s sums.
+template <bool Alpha>
+struct Mean8uEmit {
+    uint8_t* d;
+    Mean16 m;
+    void operator()(int64_t i0, __m256i s, int lanes) const {
+        const __m256i q = ownMean8u(m, s);
+        ownStoreBytes<Alpha>(d + i0, _mm_packus_epi16(_mm256_castsi256_si128(q), _mm256_extracti128_si256(q, 1)), lanes);
+    }
+};
+template <bool Alpha>
+struct Sum16Emit {
+    int32_t* d;
+    bool stream;  // whole aligned vectors bypass the caches (the caller fences after the call)
+    void operator()(int64_t i0, __m256i s, int lanes) const {
+        const __m512i v = _mm512_cvtepu16_epi32(s);
+        if (!Alpha && stream && lanes == 16 && ((uintptr_t)(d + i0) & 63) == 0) _mm512_stream_si512((__m512i*)(d + i0), v);
+        else ownStoreLanes<Alpha>(d + i0, v, lanes);
+    }
+};
 
 }  // namespace zel

@@ -174,21 +174,6 @@ std::vector<zt::Name> allMembers() {
 }
 INSTANTIATE_TEST_SUITE_P(Box, BoxMember, ::testing::ValuesIn(allMembers()), zt::paramName);
 
-TEST(FilterBoxBorder, ThreeByThreeOfEightBits) {
-    // A single 255 among zeros gives 28 on its 3 x 3 neighbourhood; all 255 stays 255.
-    Zel8u src[5 * 5] = {}, dst[5 * 5];
-    src[12] = 255;
-    int n = 0;
-    ASSERT_EQ(zeliFilterBoxBorderGetBufferSize({5, 5}, {3, 3}, zel8u, 1, &n), zelStsNoErr);
-    std::vector<Zel8u> buf(n);
-    ASSERT_EQ(zeliFilterBoxBorder_8u_C1R(src, 5, dst, 5, {5, 5}, {3, 3}, zelBorderRepl, nullptr, buf.data()), zelStsNoErr);
-    for (int y = 0; y < 5; ++y)
-        for (int x = 0; x < 5; ++x) EXPECT_EQ(dst[y * 5 + x], abs(x - 2) <= 1 && abs(y - 2) <= 1 ? 28 : 0) << x << "," << y;
-    memset(src, 255, sizeof src);
-    ASSERT_EQ(zeliFilterBoxBorder_8u_C1R(src, 5, dst, 5, {5, 5}, {3, 3}, zelBorderMirror, nullptr, buf.data()), zelStsNoErr);
-    for (Zel8u v : dst) EXPECT_EQ(v, 255);
-}
-
 // ---- argument checks ---------------------------------------------------------------------
 
 struct BoxArgs {

@@ -17,6 +17,7 @@ const char* const kImplemented[] = {
     "AlphaComp", "AlphaCompC", "AlphaPremul, AlphaPremulC", "CompColorKey, AlphaCompColorKey",
     "Convert", "Convert (bit planes)", "Scale", "ScaleC",
     "Threshold", "ComputeThreshold_Otsu", "ThresholdAdaptiveBox, ThresholdAdaptiveGauss",
+    "FilterBoxBorder, SumWindow", "SumWindowRow, SumWindowColumn", "FilterBox_64f",
 };
 
 TEST(Implemented, FinishedFamiliesHaveNoPlaceholder) {
