@@ -133,7 +133,12 @@ struct BoxCall {
             for (int i = 0; i < nseg; ++i) ownColAdd(colOf(i), part(ys, i), len[i]);
         if (inPlace) mark_last_uses(lay.last);
 
+        const int64_t rowBytes = (int64_t)w * N * sizeof(T);
         for (int64_t y = 0; y < h; ++y) {
+            if (y + 1 + e.bottom < (int64_t)h + e.bottom) {  // the row entering next, ahead of its loads
+                const uint8_t* next = rows.mapRow(y + 1 + e.bottom);
+                for (int64_t o = 0; o < rowBytes; o += 64) _mm_prefetch((const char*)next + o, _MM_HINT_T0);
+            }
             if (y)
                 for (int i = 0; i < nseg; ++i) ownColSlide(colOf(i), part(y + e.bottom, i), part(y - 1 - e.top, i), len[i]);
             rowFn((const Acc*)col, inPlace ? (Out*)(lay.ring + (y % lay.ringRows) * lay.ringRowBytes) : row(dst, dstStep, y));
@@ -206,7 +211,7 @@ ZelStatus box(const T* pSrc, int srcStep, Out* pDst, int dstStep, ZeliSize roi, 
         call.template run<double>(sliding(F64Lanes{}, emit));
     } else {
         constexpr int64_t kMaxAbs = std::is_same_v<T, uint8_t> ? 255 : std::is_same_v<T, uint16_t> ? 65535 : 32768;
-        if (sizeof(T) == 1 && mask.height <= 257 && area * 255 <= 65535) {
+        if (sizeof(T) == 1 && mask.height <= 257 && area <= 65535 / 255) {
             // Every window sum fits 16 bits: 16-bit lanes throughout (narrow masks summed directly).
             if constexpr (sizeof(T) == 1 && Sum) {
                 // 32-bit sums four times the source: large results stream past the caches.
