@@ -203,7 +203,8 @@ ZelStatus box(const T* pSrc, int srcStep, Out* pDst, int dstStep, ZeliSize roi, 
     auto sliding = [&](auto lanes, auto emit) {
         return [&, emit](const auto* col, Out* d) mutable {
             emit.d = d;
-            ownWindowRow<decltype(lanes), N>(col, w, kw, emit);
+            if (kw <= 7) ownWindowRowDirect<decltype(lanes), N>(col, w, kw, emit);
+            else ownWindowRow<decltype(lanes), N>(col, w, kw, emit);
         };
     };
     const BoxEmit<Out, Alpha, kKind> emit{nullptr, r};

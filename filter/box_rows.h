@@ -127,6 +127,19 @@ inline void ownWindowRow(const In* in, int64_t w, int64_t k, Emit&& emit) {
     }
 }
 
+// The same sums for narrow windows, each formed directly left to right from k loads: `in` must
+// hold kLanes - 1 readable samples past its end (the column sums do), read into unused lanes.
+template <class LN, int N, typename In, class Emit>
+inline void ownWindowRowDirect(const In* in, int64_t w, int64_t k, Emit&& emit) {
+    constexpr int V = LN::kLanes;
+    const int64_t total = w * N;
+    for (int64_t i0 = 0; i0 < total; i0 += V) {
+        typename LN::Vec v = LN::load(in + i0);
+        for (int64_t j = 1; j < k; ++j) v = LN::add(v, LN::load(in + i0 + j * N));
+        emit(i0, v, (int)(total - i0 < V ? total - i0 : V));
+    }
+}
+
 // ---- stores of computed lanes ----------------------------------------------------------------
 
 constexpr int kRoundNear = _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC;
