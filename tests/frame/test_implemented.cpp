@@ -20,6 +20,7 @@ const char* const kImplemented[] = {
     "FilterBorderGetSize, FilterBorderInit, FilterBorderSetMode, FilterBorder", "Filter_64f, FilterGetBufSize_64f",
     "Conv, ConvGetBufferSize", "DecimateFilterRow, DecimateFilterColumn", "WinBartlett, WinHamming",
     "FilterMinBorder, FilterMaxBorder, Erode3x3, Dilate3x3",
+    "FilterBoxBorder, SumWindow", "SumWindowRow, SumWindowColumn", "FilterBox_64f",
 };
 
 TEST(Implemented, FinishedFamiliesHaveNoPlaceholder) {
