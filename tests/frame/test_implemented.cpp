@@ -17,6 +17,8 @@ const char* const kImplemented[] = {
     "AlphaComp", "AlphaCompC", "AlphaPremul, AlphaPremulC", "CompColorKey, AlphaCompColorKey",
     "Convert", "Convert (bit planes)", "Scale", "ScaleC",
     "Threshold", "ComputeThreshold_Otsu", "ThresholdAdaptiveBox, ThresholdAdaptiveGauss",
+    "FilterMedianBorder", "FilterMedian, FilterMedianGetBufferSize", "FilterMedianColor", "FilterMedianCross",
+    "FilterMedianWeightedCenter3x3", "Median",
 };
 
 TEST(Implemented, FinishedFamiliesHaveNoPlaceholder) {
