@@ -48,7 +48,7 @@ MedianPlan ownMedianPlan(ZeliSize roi, ZeliSize mask, int type, int channels) {
     switch (p.method) {
         case kMedianHist8: p.storeBytes = MedianHist8u<uint8_t>::storeSize(p.band, kw); break;
         case kMedianHist16: p.storeBytes = MedianHist8u<uint16_t>::storeSize(p.band, kw); break;
-        case kMedianHist32: p.storeBytes = MedianHist8u<uint32_t>::storeSize(p.band, kw); break;
+        case kMedianHist32: p.storeBytes = MedianHist8u<uint32_t>::storeSize(p.band, kw); break;  // covers <16, 32>
         case kMedianWide:
             p.storeBytes = type == 13 ? MedianWide<Zel32f>::storeSize(p.band, kw, kh)
                                       : MedianWide<Zel16u>::storeSize(p.band, kw, kh);
@@ -83,6 +83,7 @@ void ownMedianLarge(const MedianPlan& p, BorderRows& br, T* pDst, int dstStep, i
         if constexpr (sizeof(T) == 1) {
             auto run = p.method == kMedianHist8    ? &MedianHist8u<uint8_t>::run
                        : p.method == kMedianHist16 ? &MedianHist8u<uint16_t>::run
+                       : kh <= 65535                ? &MedianHist8u<uint16_t, uint32_t>::run
                                                    : &MedianHist8u<uint32_t>::run;
             run(br, mc, pDst, dstStep, height, bx0, bx1, kw, kh, C, ch, store);
         } else {

@@ -11,8 +11,9 @@
 // than a window away, else summed afresh, and give the value within the bin the same way.
 //
 // Counters are 8-bit for masks up to 15 x 15 (at most 225 samples), 16-bit up to 255 x 255
-// (65025) and 32-bit beyond; the window's sums wrap freely in between, as only their final
-// values, which fit, are read.
+// (65025) and 32-bit beyond, where the columns keep 16-bit counters while they are at most
+// 65535 rows high; the window's sums wrap freely in between, as only their final values, which
+// fit, are read.
 #pragma once
 
 #include <immintrin.h>
@@ -23,9 +24,15 @@
 
 namespace zel {
 
-template <typename CT>
+// CT: the columns' counters, WT: the window's (at least as wide).
+template <typename CT, typename WT = CT>
 struct MedianHist8u {
     typedef CT V __attribute__((vector_size(16 * sizeof(CT)), may_alias));
+    typedef WT W __attribute__((vector_size(16 * sizeof(WT)), may_alias));
+    static W wide(V v) {
+        if constexpr (sizeof(CT) == sizeof(WT)) return v;
+        else return __builtin_convertvector(v, W);
+    }
 
     // step[q]: 1 in the lanes q and above. Adding it to a running count of 16 bins counts one
     // more sample in bin q.
@@ -41,18 +48,18 @@ struct MedianHist8u {
 
     // The first bin of the running counts c whose count, added to *acc, reaches half; *acc
     // gains the counts of the bins before it.
-    static int reach(V c, unsigned* acc, unsigned half) {
-        const V below = (V)(c < (CT)(half - *acc));
+    static int reach(W c, unsigned* acc, unsigned half) {
+        const W below = (W)(c < (WT)(half - *acc));
         int j;
-        if constexpr (sizeof(CT) == 1) j = __builtin_popcount((unsigned)_mm_movemask_epi8((__m128i)below));
-        else if constexpr (sizeof(CT) == 2) j = __builtin_popcount((unsigned)_mm256_movemask_epi8((__m256i)below)) / 2;
+        if constexpr (sizeof(WT) == 1) j = __builtin_popcount((unsigned)_mm_movemask_epi8((__m128i)below));
+        else if constexpr (sizeof(WT) == 2) j = __builtin_popcount((unsigned)_mm256_movemask_epi8((__m256i)below)) / 2;
         else j = __builtin_popcount((unsigned)_mm512_test_epi32_mask((__m512i)below, (__m512i)below));
         if (j) *acc += (unsigned)c[j - 1];
         return j;
     }
 
     // Bytes of the histograms for a band of `width` pixels and a kw-wide mask.
-    static int64_t storeSize(int64_t width, int kw) { return (width + kw) * 272 * (int64_t)sizeof(CT) + 512 * sizeof(CT); }
+    static int64_t storeSize(int64_t width, int kw) { return (width + kw) * 272 * (int64_t)sizeof(CT) + 64 + 512 * sizeof(WT); }
 
     // One channel `ch` of C over the band [bx0, bx1) of every row; store: storeSize bytes,
     // 64-byte aligned.
@@ -60,7 +67,7 @@ struct MedianHist8u {
                     int kw, int kh, int C, int ch, uint8_t* store) {
         V* fine = (V*)store;                       // [column][coarse bin]: running counts of its 16 values
         V* coarse = fine + (int64_t)mc.count * 16;  // [column + 1]: running counts of the 16 coarse bins
-        V* win = coarse + mc.count + 1;             // [2][coarse bin]: the cursors' fine running counts
+        W* win = (W*)(((uintptr_t)(coarse + mc.count + 1) + 63) & ~(uintptr_t)63);  // [2][coarse bin]: the cursors' fine running counts
         const int top = (kh - 1) / 2, bottom = kh - 1 - top, bw = bx1 - bx0;
         const unsigned half = ((unsigned)kw * (unsigned)kh + 1) / 2;
 
@@ -94,12 +101,12 @@ struct MedianHist8u {
     // The window at one position of a row: its coarse running counts, and its fine running
     // counts per coarse bin with the position each was last brought to.
     struct Cursor {
-        V cw;
-        V* win;
+        W cw;
+        W* win;
         int x, last[16];
-        void start(const V* coarse, int x0, int kw, V* w) {
-            cw = V{};
-            for (int k = x0; k < x0 + kw; ++k) cw += coarse[k];
+        void start(const V* coarse, int x0, int kw, W* w) {
+            cw = W{};
+            for (int k = x0; k < x0 + kw; ++k) cw += wide(coarse[k]);
             win = w, x = x0;
             for (int b = 0; b < 16; ++b) last[b] = INT_MIN / 2;
         }
@@ -107,17 +114,17 @@ struct MedianHist8u {
         Zel8u next(const V* fine, const V* coarse, int kw, unsigned half) {
             unsigned acc = 0;
             const int b = reach(cw, &acc, half);
-            V w = win[b];
+            W w = win[b];
             if (x - last[b] >= kw) {
-                w = V{};
-                for (int k = x; k < x + kw; ++k) w += fine[k * 16 + b];
+                w = W{};
+                for (int k = x; k < x + kw; ++k) w += wide(fine[k * 16 + b]);
             } else {
-                for (int p = last[b] + 1; p <= x; ++p) w += fine[(p + kw - 1) * 16 + b] - fine[(p - 1) * 16 + b];
+                for (int p = last[b] + 1; p <= x; ++p) w += wide(fine[(p + kw - 1) * 16 + b]) - wide(fine[(p - 1) * 16 + b]);
             }
             win[b] = w;
             last[b] = x;
             const int j = reach(w, &acc, half);
-            cw += coarse[x + kw] - coarse[x];  // past the last position: the zero column after the band
+            cw += wide(coarse[x + kw]) - wide(coarse[x]);  // past the last position: the zero column after the band
             ++x;
             return (Zel8u)(b * 16 + j);
         }

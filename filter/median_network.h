@@ -138,11 +138,19 @@ inline void medianStep(V* w) {
 // operations of L (L::mn, L::mx) and returns the median.
 template <class L, int KW, int KH, class V>
 inline V medianSelect(V* w) {
-    constexpr const MedianNet<KW, KH>& net = kMedianNet<KW, KH>;
-    [&]<size_t... k>(std::index_sequence<k...>) {
-        (medianStep<L, V, net.cmp[k]>(w), ...);
-    }(std::make_index_sequence<net.count>{});
-    return w[net.out];
+    if constexpr (KW == 3 && KH == 3) {
+        // 12 steps: the median of the largest column minimum, the median of the column medians
+        // and the smallest column maximum.
+        auto med3 = [](V a, V b, V c) { return L::mx(L::mn(a, b), L::mn(L::mx(a, b), c)); };
+        const V lo = L::mx(L::mx(w[0], w[3]), w[6]), hi = L::mn(L::mn(w[2], w[5]), w[8]);
+        return med3(lo, med3(w[1], w[4], w[7]), hi);
+    } else {
+        constexpr const MedianNet<KW, KH>& net = kMedianNet<KW, KH>;
+        [&]<size_t... k>(std::index_sequence<k...>) {
+            (medianStep<L, V, net.cmp[k]>(w), ...);
+        }(std::make_index_sequence<net.count>{});
+        return w[net.out];
+    }
 }
 
 // Sorts k in {1, 3, 5} wires.
