@@ -2,30 +2,9 @@
 // sort it, take the middle), for every member, on random geometry and masks that reach every
 // method, with the image's flagged margins and the work buffer (exactly the queried size)
 // against guard pages; and the argument checks of the filter and its query.
-#include <algorithm>
-
-#include "zel_test_kit.h"
+#include "median_model.h"
 
 namespace {
-
-// The order every path uses: integers by value, floats by the IEEE total order.
-template <class T>
-int64_t orderKey(T v) {
-    if constexpr (std::is_same_v<T, Zel32f> || std::is_same_v<T, Zel64f>) {
-        auto b = zt::bitsOf(v);
-        using S = std::make_signed_t<decltype(b)>;
-        const S s = (S)b;
-        return s < 0 ? (int64_t)(s ^ std::numeric_limits<S>::max()) : (int64_t)s;
-    } else {
-        return (int64_t)v;
-    }
-}
-
-template <class T>
-T medianOf(std::vector<T>& v, bool lower = true) {
-    std::sort(v.begin(), v.end(), [](T a, T b) { return orderKey(a) < orderKey(b); });
-    return v[(v.size() - (lower ? 1 : 0)) / 2];
-}
 
 // Sample data: random, or crowded into few values, or into one coarse histogram bin, or with
 // floating-point specials.
@@ -108,7 +87,7 @@ void checkMember(const zt::Name& n, zt::Rng& rng, zt::Tight tight, const Geometr
                         if (!colReal) xs = std::clamp<int64_t>(xs, 0, g.w - 1);
                         v.push_back(rowAt(sroi, sstep, ys)[xs * C + c]);
                     }
-                rowAt(sdst, dstep, y)[(int64_t)x * C + c] = medianOf(v);
+                rowAt(sdst, dstep, y)[(int64_t)x * C + c] = zt::medianOf(v);
             }
     EXPECT_TRUE(shadow.matches()) << n.name << " " << g.w << "x" << g.h << " mask " << g.kw << "x" << g.kh
                                   << " border " << bd << " data " << mode;

@@ -1,22 +1,8 @@
 // The median functions without border handling against brute-force models: the source is the
 // ROI with exactly the margins the neighbourhood reaches, against guard pages.
-#include <algorithm>
-
-#include "zel_test_kit.h"
+#include "median_model.h"
 
 namespace {
-
-template <class T>
-int64_t key(T v) {
-    if constexpr (std::is_floating_point_v<T>) {
-        auto b = zt::bitsOf(v);
-        using S = std::make_signed_t<decltype(b)>;
-        const S s = (S)b;
-        return s < 0 ? (int64_t)(s ^ std::numeric_limits<S>::max()) : (int64_t)s;
-    } else {
-        return (int64_t)v;
-    }
-}
 
 template <class T>
 T pick(zt::Rng& rng, bool ties) {
@@ -69,12 +55,6 @@ void check(zt::Rng& rng, zt::Tight tight, Source<T>& s, int w, int h, int C, int
     EXPECT_TRUE(shadow.matches()) << w << "x" << h;
 }
 
-template <class T>
-T median(std::vector<T> v) {
-    std::sort(v.begin(), v.end(), [](T a, T b) { return key(a) < key(b); });
-    return v[(v.size() - 1) / 2];
-}
-
 TEST(FilterMedian, AnyMaskAndAnchorWithTheQueriedBuffer) {
     for (const char* name : {"zeliFilterMedian_32f_C3R", "zeliFilterMedian_32f_C4R", "zeliFilterMedian_64f_C1R"}) {
         const zt::Name n = zt::parseName(name);
@@ -98,7 +78,7 @@ TEST(FilterMedian, AnyMaskAndAnchorWithTheQueriedBuffer) {
                         std::vector<T> v;
                         for (int dy = 0; dy < kh; ++dy)
                             for (int dx = 0; dx < kw; ++dx) v.push_back(s.at(roi, x - a.x + dx, y - a.y + dy, c));
-                        return median(v);
+                        return zt::medianOf(v);
                     });
             });
         });
@@ -151,7 +131,7 @@ TEST(FilterMedianColorCross, MatchModels) {
                             for (int o = -r; o <= r; ++o) v.push_back(s.at(roi, x + o, y, c));
                             for (int o = -r; o <= r; ++o)
                                 if (o) v.push_back(s.at(roi, x, y + o, c));
-                            return median(v);
+                            return zt::medianOf(v);
                         }
                         int best = 0;
                         double bestSum = 0;
@@ -183,7 +163,7 @@ TEST(FilterMedianWeightedCenter3x3, CentreCountsWeightTimes) {
                 for (int dy = -1; dy <= 1; ++dy)
                     for (int dx = -1; dx <= 1; ++dx)
                         for (int t = 0; t < (dx || dy ? 1 : weight); ++t) v.push_back(s.at(roi, x + dx, y + dy, 0));
-                return median(v);
+                return zt::medianOf(v);
             });
     });
     Zel8u px[9] = {};
@@ -203,7 +183,7 @@ TEST(Median, ThreePlanes) {
         ASSERT_EQ(zeliMedian_8u_P3C1R(p, (int)step, dst.origin(), (int)step, {w, h}), zelStsNoErr);
         for (int y = 0; y < h; ++y)
             for (int x = 0; x < w; ++x)
-                shadow(dst.row(y))[x] = median<Zel8u>({shadow(p[0])[y * step + x], shadow(p[1])[y * step + x], shadow(p[2])[y * step + x]});
+                shadow(dst.row(y))[x] = zt::medianOf<Zel8u>({shadow(p[0])[y * step + x], shadow(p[1])[y * step + x], shadow(p[2])[y * step + x]});
         EXPECT_TRUE(shadow.matches());
         const Zel8u* bad[3] = {p[0], nullptr, p[2]};
         EXPECT_EQ(zeliMedian_8u_P3C1R(bad, (int)step, dst.origin(), (int)step, {w, h}), zelStsNullPtrErr);
