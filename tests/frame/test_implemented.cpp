@@ -21,6 +21,8 @@ const char* const kImplemented[] = {
     "Conv, ConvGetBufferSize", "DecimateFilterRow, DecimateFilterColumn", "WinBartlett, WinHamming",
     "FilterMinBorder, FilterMaxBorder, Erode3x3, Dilate3x3",
     "FilterBoxBorder, SumWindow", "SumWindowRow, SumWindowColumn", "FilterBox_64f",
+    "FilterMedianBorder", "FilterMedian, FilterMedianGetBufferSize", "FilterMedianColor", "FilterMedianCross",
+    "FilterMedianWeightedCenter3x3", "Median",
 };
 
 TEST(Implemented, FinishedFamiliesHaveNoPlaceholder) {
