@@ -32,6 +32,7 @@ inline void chunk(std::FILE* f, const char* type, const std::vector<uint8_t>& da
 }
 
 // Writes rows of width * channels bytes, each starting step bytes after the previous one.
+// False when the file could not be opened, written or closed.
 inline bool write_png(const std::string& path, const uint8_t* pixels, int step, int width, int height, int channels) {
     std::FILE* f = std::fopen(path.c_str(), "wb");
     if (!f) return false;
@@ -71,7 +72,8 @@ inline bool write_png(const std::string& path, const uint8_t* pixels, int step, 
     put32(z, (b << 16) | a);
     chunk(f, "IDAT", z);
     chunk(f, "IEND", {});
-    return std::fclose(f) == 0;
+    const bool written = std::ferror(f) == 0;
+    return std::fclose(f) == 0 && written;
 }
 
 }  // namespace demo

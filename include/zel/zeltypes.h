@@ -50,62 +50,121 @@ typedef struct {
     ZeliSize winSize;  /* detection window */
 } ZeliHOGConfig;
 
-/* Status of every call: 0 success, negative errors (nothing was written), positive warnings. */
+/* Status of every call: 0 success, negative errors (nothing was written), positive warnings
+   (the call did what it could). The comment above each status says when it is returned; the
+   reference documentation is generated from these comments. */
 typedef int ZelStatus;
 enum {
+    /* Success. */
     zelStsNoErr = 0,
+    /* A destination size with zero width or height: there was nothing to do. */
     zelStsNoOperation = 1,
+    /* A relative norm's denominator is zero: the result is +infinity, or NaN when the numerator
+       is zero too. */
     zelStsDivByZero = 2,
+    /* The source ROI starts outside the source image: nothing was done. */
     zelStsNoRoiIntersection = 29,
+    /* The quadrangle does not intersect the ROI. */
     zelStsNoQuadIntersection = 30,
+    /* The volume of interest starts outside the source volume. */
     zelStsNoVoiIntersection = 40,
+    /* An antialiasing flag was given for an interpolation without an antialiased form; the sizes
+       are still returned. */
     zelStsAntialiasingIgnored = 46,
+    /* A size is odd where 2:1 chroma subsampling needs it even, or a destination tile exceeds
+       what the specification was initialised for: the result is clipped. */
     zelStsSizeWrn = 48,
+    /* The accurate flag was given for a kernel and data type without an accurate path; the
+       specification is still initialised. */
     zelStsAccurateModeNotSupported = 52,
+    /* A scalar parameter is outside its domain (a threshold below single-precision epsilon, an
+       iteration count below 1, an unknown filter kind). */
     zelStsBadArgErr = -5,
+    /* A width, height or length is below 1, or a size does not fit the operation. */
     zelStsSizeErr = -6,
+    /* A lower bound is above its upper bound. */
     zelStsRangeErr = -7,
+    /* A required pointer is null. */
     zelStsNullPtrErr = -8,
+    /* A required work buffer is missing. */
     zelStsMemAllocErr = -9,
+    /* A divisor constant is zero. */
     zelStsDivByZeroErr = -10,
+    /* A parameter is outside its allowed range. */
     zelStsOutOfRangeErr = -11,
+    /* The value range of a scaling is empty or reversed (vMax - vMin <= 0). */
     zelStsScaleRangeErr = -12,
+    /* A specification block does not carry the identifier of the kind the function expects. */
     zelStsContextMatchErr = -13,
+    /* An unsupported mode or comparison; also what every export that is not implemented yet
+       returns. */
     zelStsNotSupportedModeErr = -14,
+    /* A row step is below 1. */
     zelStsStepErr = -16,
+    /* An FFT order of 31 or more. */
     zelStsFftOrderErr = -17,
+    /* A lower threshold is above the upper threshold. */
     zelStsThresholdErr = -19,
+    /* The zero-order moment's magnitude is at most double-precision epsilon. */
     zelStsMoment00ZeroErr = -21,
+    /* A flip axis that is none of the defined ones. */
     zelStsMirrorFlipErr = -22,
+    /* An interpolation kind the function does not support. */
     zelStsInterpolationErr = -23,
+    /* A resize factor not above zero. */
     zelStsResizeFactorErr = -24,
+    /* A mask width or height below 1, or a mask the function does not support. */
     zelStsMaskSizeErr = -33,
+    /* An anchor outside the mask. */
     zelStsAnchorErr = -34,
+    /* A negative tolerance. */
     zelStsEpsValErr = -36,
+    /* A step shorter than one ROI row in bytes (width times pixel size). */
     zelStsStrideErr = -37,
+    /* A channel count or channel index outside what the function supports. */
     zelStsChannelErr = -47,
+    /* An alpha-composition operator above 11. */
     zelStsAlphaTypeErr = -50,
+    /* An integer divisor of zero. */
     zelStsDivisorErr = -51,
+    /* A channel count the function does not support. */
     zelStsNumChannelsErr = -53,
+    /* Transform coefficients that describe a degenerate mapping. */
     zelStsCoeffErr = -56,
+    /* A rectangle whose width or height is below 1. */
     zelStsRectErr = -57,
+    /* A degenerate quadrangle. */
     zelStsQuadErr = -58,
+    /* A ZelDataType value the function does not support. */
     zelStsDataTypeErr = -59,
+    /* A channel-order entry not below the channel count. */
     zelStsChannelOrderErr = -60,
+    /* A lookup table with fewer than 2 levels. */
     zelStsLutLevelsErr = -106,
+    /* A histogram with fewer than 2 levels. */
     zelStsHistLevelsErr = -107,
+    /* A step that is not a multiple of its element size. */
     zelStsNotEvenStepErr = -108,
+    /* A noise level outside 0 to 1. */
     zelStsNoiseRangeErr = -125,
+    /* A centre weight of 0 or less. */
     zelStsWeightErr = -211,
+    /* A decimation fraction that is none of the defined values. */
     zelStsDecimateFractionErr = -212,
+    /* A ZelRoundMode other than 0, 1 or 2. */
     zelStsRoundModeErr = -213,
+    /* A border type the function does not support. */
     zelStsBorderErr = -225,
+    /* An offset or size that 2:1 chroma subsampling needs even is odd. */
     zelStsNotEvenErr = -227,
+    /* An algorithm selector above 2. */
     zelStsAlgTypeErr = -228,
+    /* A warp direction other than forward (0) or backward (1). */
     zelStsWarpDirectionErr = -231,
+    /* A computed specification or buffer size exceeds 2147483647: use the _L form. The size
+       output is set to 0. */
     zelStsBufferSizeErr = -232,
-    /* Raised inside the 64-bit size computation of the quadrangle warps; passed out by its
-       _L size query as a size failure. */
+    /* The 64-bit size computation of a quadrangle warp failed; passed out by its _L size query. */
     zelStsQuadSizeErr = -233
 };
 
