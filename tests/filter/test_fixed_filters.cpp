@@ -1,0 +1,170 @@
+// The fixed-kernel filters against the model of their rules (fixed_model.h): every member of the
+// derivative, Laplace, sharpening and Roberts families on random geometry, border kinds and
+// in-memory flags, bands wider than one stack band, buffers of exactly the queried size; plus
+// the families' check orders and buffer sizes.
+#include "fixed_model.h"
+
+namespace {
+
+using fm::Source;
+using fm::Taps;
+
+struct Kernel {
+    Taps row, col;
+};
+
+// The kernels as the notes of the export list write them.
+Kernel derivativeKernel(const std::string& op, int side) {
+    const Taps s3{1, 2, 1}, s5{1, 4, 6, 4, 1}, d3{-1, 0, 1}, d5{-1, -2, 0, 2, 1}, n3{1, 0, -1}, n5{1, 2, 0, -2, -1};
+    const bool five = side == 5;
+    if (op == "FilterSobelVertBorder") return {five ? n5 : n3, five ? s5 : s3};
+    if (op == "FilterSobelNegVertBorder") return {five ? d5 : d3, five ? s5 : s3};
+    if (op == "FilterSobelHorizBorder") return {five ? s5 : s3, five ? d5 : d3};
+    if (op == "FilterSobelHorizSecondBorder") return {five ? s5 : s3, five ? Taps{1, 0, -2, 0, 1} : Taps{1, -2, 1}};
+    if (op == "FilterSobelVertSecondBorder") return {five ? Taps{1, 0, -2, 0, 1} : Taps{1, -2, 1}, five ? s5 : s3};
+    if (op == "FilterScharrHorizMaskBorder") return {{3, 10, 3}, d3};
+    if (op == "FilterScharrVertMaskBorder") return {n3, {3, 10, 3}};
+    if (op == "FilterPrewittHorizBorder") return {{1, 1, 1}, d3};
+    return {n3, {1, 1, 1}};  // FilterPrewittVertBorder
+}
+
+bool only3x3(const std::string& op) { return op.find("Scharr") != op.npos || op.find("Prewitt") != op.npos || op.find("Roberts") != op.npos; }
+
+const char* kDerivatives =
+    "FilterSobelHorizBorder, FilterSobelVertBorder, FilterSobelNegVertBorder, FilterSobelHorizSecondBorder, "
+    "FilterSobelVertSecondBorder";
+const char* kScharrPrewitt = "FilterScharrHorizMaskBorder, FilterScharrVertMaskBorder, FilterPrewittHorizBorder, FilterPrewittVertBorder";
+const char* kRoberts = "FilterRobertsUpBorder, FilterRobertsDownBorder";
+const char* kLaplace = "FilterLaplaceBorder";
+const char* kSharpen = "FilterSharpenBorder, FilterHipassBorder";
+
+std::vector<zt::Name> members(std::initializer_list<std::string> families) {
+    std::vector<zt::Name> out;
+    for (auto& n : zt::namesOf(families))
+        if (n.roi) out.push_back(n);
+    return out;
+}
+
+// The buffer size the member's family reports.
+int queriedSize(const zt::Name& n, ZeliSize roi, int mask) {
+    const fm::Types t = fm::typesOf(n);
+    auto code = [](const std::string& s) { return s == "8u" ? zel8u : s == "16u" ? zel16u : s == "16s" ? zel16s : zel32f; };
+    void* q = dlsym(RTLD_DEFAULT, ("zeli" + n.op + "GetBufferSize").c_str());
+    int size = -1;
+    ZelStatus st = n.op == "FilterSharpenBorder" || n.op == "FilterHipassBorder"
+                       ? zt::invoke(q, roi, mask, code(t.src), n.channels, &size)
+                       : zt::invoke(q, roi, mask, code(t.src), code(t.dst), n.channels, &size);
+    EXPECT_EQ(st, zelStsNoErr) << n.name;
+    return size;
+}
+
+// One trial of a one-output member: the expected sample of destination (x, y, ch) from the
+// model, written into the shadow of the destination; everything else must stay as it was.
+template <typename S, typename D, class Expect>
+void trial(const zt::Name& n, zt::Rng& rng, zt::Tight tight, int side, std::vector<unsigned> kinds, Expect&& expect) {
+    const int C = n.channels, r = side / 2;
+    const int W = (int)(rng.chance(0.1) ? rng.range(1000, 1400) : rng.range(1, rng.chance(0.3) ? 5 : 80));
+    const int H = (int)rng.range(1, W > 500 ? 4 : 12);
+    Source s(rng, tight, W, H, C, sizeof(S), r, fm::randomBorder(rng, kinds));
+    fm::fillSamples<S>(rng, s.img);
+    const int64_t dRow = (int64_t)W * C * sizeof(D);
+    zt::Region dst(dRow, H, dRow + sizeof(D) * rng.range(0, 3), tight, 0, sizeof(D));
+    dst.randomize(rng);
+    const ZeliSize roi{W, H};
+    const int mask = side == 3 ? zelMskSize3x3 : zelMskSize5x5;
+    const int bytes = queriedSize(n, roi, mask);
+    zt::Region buf(bytes, 1, bytes, tight);
+    zt::Shadow shadow({&s.img, &dst});
+    const void* value = s.value;
+    ZelStatus st = C == 1 ? zt::invoke(n.fn, (const S*)s.roi, (int)s.step, (D*)dst.origin(), (int)dst.step(), roi, mask,
+                                       s.border, *(const S*)value, buf.origin())
+                          : zt::invoke(n.fn, (const S*)s.roi, (int)s.step, (D*)dst.origin(), (int)dst.step(), roi, mask,
+                                       s.border, (const S*)value, buf.origin());
+    ASSERT_EQ(st, zelStsNoErr) << n.name;
+    for (int y = 0; y < H; ++y) {
+        D* o = (D*)shadow(dst.row(y));
+        for (int x = 0; x < W; ++x)
+            for (int ch = 0; ch < n.used; ++ch) o[x * C + ch] = expect(s, x, y, ch);
+    }
+    ASSERT_TRUE(shadow.matches()) << n.name << " " << W << "x" << H << " border " << s.border << " mask " << mask;
+}
+
+// Runs f<S, D>() for the member's source and destination types.
+template <class F>
+void withTypes(const zt::Name& n, F&& f) {
+    const fm::Types t = fm::typesOf(n);
+    zt::withType(t.src, [&](auto st) {
+        zt::withType(t.dst, [&](auto dt) { f(st, dt); });
+    });
+}
+
+class Members : public ::testing::TestWithParam<zt::Name> {};
+
+TEST_P(Members, MatchTheModel) {
+    const zt::Name n = GetParam();
+    const std::string op = n.op;
+    withTypes(n, [&](auto st, auto dt) {
+        using S = typename decltype(st)::type;
+        using D = typename decltype(dt)::type;
+        zt::forTrials(60, [&](zt::Rng& rng, zt::Tight tight, int) {
+            const int side = only3x3(op) || rng.chance(0.5) ? 3 : 5;
+            const int area = side * side;
+            if (op == "FilterRobertsUpBorder" || op == "FilterRobertsDownBorder") {
+                const bool up = op == "FilterRobertsUpBorder";
+                trial<S, D>(n, rng, tight, 3, {1, 3, 6}, [&](const Source& s, int x, int y, int ch) -> D {
+                    using V = std::conditional_t<std::is_same<S, Zel32f>::value, float, int64_t>;
+                    const V a = (V)s.px<S>(x, y + up, ch), b = (V)s.px<S>(x + 1, y + !up, ch);
+                    if constexpr (std::is_same<D, Zel32f>::value) return a - b;
+                    else return fm::saturate<D>(up ? a - b : a - b);
+                });
+            } else if (op == "FilterLaplaceBorder" || op == "FilterSharpenBorder" || op == "FilterHipassBorder") {
+                const Taps box = side == 3 ? Taps{1, 1, 1} : Taps{1, 1, 1, 1, 1};
+                const std::vector<unsigned> kinds = op == "FilterLaplaceBorder" ? std::vector<unsigned>{1, 6}
+                                                                                  : std::vector<unsigned>{1, 3, 6};
+                trial<S, D>(n, rng, tight, side, kinds, [&](const Source& s, int x, int y, int ch) -> D {
+                    const auto sum = fm::separable<S>(s, box, box, x, y, ch);
+                    const S p = s.px<S>(x, y, ch);
+                    if constexpr (std::is_same<D, Zel32f>::value) {
+                        if (op == "FilterLaplaceBorder") return fmaf((float)area, p, -sum);
+                        if (op == "FilterSharpenBorder") return fmaf(-1.0f / (float)(area - 1), sum - p, 2.0f * p);
+                        return fmaf(-1.0f / (float)area, sum, p);
+                    } else {
+                        auto round = [](int64_t num, int64_t den) {
+                            const int64_t q = (2 * (num < 0 ? -num : num) + den) / (2 * den);
+                            return num < 0 ? -q : q;
+                        };
+                        if (op == "FilterLaplaceBorder") return fm::saturate<D>(area * (int64_t)p - sum);
+                        if (op == "FilterSharpenBorder") return fm::saturate<D>(round((2 * area - 1) * (int64_t)p - sum, area - 1));
+                        return fm::saturate<D>(round(area * (int64_t)p - sum, area));
+                    }
+                });
+            } else {
+                const Kernel k = derivativeKernel(op, side);
+                trial<S, D>(n, rng, tight, side, {1, 3, 6}, [&](const Source& s, int x, int y, int ch) -> D {
+                    if constexpr (std::is_same<D, Zel32f>::value) return fm::separable<S>(s, k.row, k.col, x, y, ch);
+                    else return fm::saturate<D>(fm::separable<S>(s, k.row, k.col, x, y, ch));
+                });
+            }
+        });
+    });
+}
+
+// The size rule of the derivative queries: the width rounded up to 16, times 3 or 5 rows, times
+// 4 bytes, plus 32; from 8u to 16s a fixed 32. Every derivative family's query is the same.
+TEST(FixedFilterQueries, SizeRule) {
+    int size = 0;
+    ASSERT_EQ(zeliFilterSobelVertBorderGetBufferSize({17, 2}, zelMskSize3x3, zel32f, zel32f, 1, &size), zelStsNoErr);
+    EXPECT_EQ(size, 32 * 3 * 4 + 32);
+    ASSERT_EQ(zeliFilterSobelHorizBorderGetBufferSize({16, 1}, zelMskSize5x5, zel16s, zel16s, 1, &size), zelStsNoErr);
+    EXPECT_EQ(size, 16 * 5 * 4 + 32);
+    ASSERT_EQ(zeliFilterRobertsUpBorderGetBufferSize({1, 1}, zelMskSize3x3, zel32f, zel32f, 1, &size), zelStsNoErr);
+    EXPECT_EQ(size, 16 * 3 * 4 + 32);
+    ASSERT_EQ(zeliFilterSobelNegVertBorderGetBufferSize({1920, 1080}, zelMskSize5x5, zel8u, zel16s, 1, &size), zelStsNoErr);
+    EXPECT_EQ(size, 32);
+    EXPECT_EQ(zeliFilterSobelVertBorderGetBufferSize({1 << 30, 1}, zelMskSize5x5, zel32f, zel32f, 1, &size), zelStsBufferSizeErr);
+    EXPECT_EQ(size, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Derivatives, Members, ::testing::ValuesIn(members({kDerivatives, kScharrPrewitt})), zt::paramName);
+
+}  // namespace
