@@ -75,26 +75,10 @@ ZelStatus derivative(const S* pSrc, int srcStep, D* pDst, int dstStep, ZeliSize 
     return zelStsNoErr;
 }
 
-template <unsigned Masks>
-ZelStatus query(ZeliSize roi, ZeliMaskSize mask, ZelDataType srcType, ZelDataType dstType, int channels, int* pSize) {
-    if (!pSize) return zelStsNullPtrErr;
-    if (roi.width < 1 || roi.height < 1) return zelStsSizeErr;
-    if (ZelStatus s = ownCheckMask(mask, Masks)) return s;
-    const bool from8u = srcType == zel8u && dstType == zel16s;
-    if (!from8u && !(srcType == zel16s && dstType == zel16s) && !(srcType == zel32f && dstType == zel32f))
-        return zelStsDataTypeErr;
-    if (channels != 1) return zelStsNumChannelsErr;
-    if (from8u) {
-        *pSize = 32;
-        return zelStsNoErr;
-    }
-    return ownRingQuery(roi.width, 1, ownMaskSide(mask), 1, pSize);
-}
-
 }  // namespace
 
 #define ZEL_DERIVATIVE(op, K, masks)                                             \
-    ZEL_IMPL(zeli##op##GetBufferSize, query<masks>)                             \
+    ZEL_IMPL(zeli##op##GetBufferSize, ownDerivativeQuery<masks>)                             \
     ZEL_IMPL(zeli##op##_8u16s_C1R, derivative<K, Zel8u, Zel16s>)                \
     ZEL_IMPL(zeli##op##_16s_C1R, derivative<K, Zel16s, Zel16s>)                 \
     ZEL_IMPL(zeli##op##_32f_C1R, derivative<K, Zel32f, Zel32f>)

@@ -171,6 +171,25 @@ inline ZelStatus ownFixedChecks(const void* pSrc, int64_t srcStep, int srcElem, 
     return ownCheckBorder(border, kinds, value, b);
 }
 
+// The query of the derivative families (Sobel, Scharr, Prewitt, Roberts): pBufferSize null;
+// width or height below 1; the mask; 16s from 8u or 16s, 32f from 32f (zelStsDataTypeErr);
+// channels other than 1 (zelStsNumChannelsErr). The ring size, or a fixed 32 from 8u to 16s.
+template <unsigned Masks>
+ZelStatus ownDerivativeQuery(ZeliSize roi, ZeliMaskSize mask, ZelDataType srcType, ZelDataType dstType, int channels, int* pSize) {
+    if (!pSize) return zelStsNullPtrErr;
+    if (roi.width < 1 || roi.height < 1) return zelStsSizeErr;
+    if (ZelStatus s = ownCheckMask(mask, Masks)) return s;
+    const bool from8u = srcType == zel8u && dstType == zel16s;
+    if (!from8u && !(srcType == zel16s && dstType == zel16s) && !(srcType == zel32f && dstType == zel32f))
+        return zelStsDataTypeErr;
+    if (channels != 1) return zelStsNumChannelsErr;
+    if (from8u) {
+        *pSize = 32;
+        return zelStsNoErr;
+    }
+    return ownRingQuery(roi.width, 1, ownMaskSide(mask), 1, pSize);
+}
+
 // ---- the walk --------------------------------------------------------------------------------
 
 constexpr int kBandElems = 1024;    // samples of one band row

@@ -132,7 +132,7 @@ V separable(const Source& s, const Taps& row, const Taps& col, int64_t x, int64_
 
 template <typename D>
 D saturate(int64_t v) {
-    if constexpr (std::is_same<D, Zel32f>::value) return (D)v;
+    if constexpr (std::is_floating_point<D>::value) return (D)v;
     else {
         const int64_t lo = std::numeric_limits<D>::min(), hi = std::numeric_limits<D>::max();
         return (D)(v < lo ? lo : v > hi ? hi : v);

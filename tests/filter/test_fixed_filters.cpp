@@ -165,6 +165,7 @@ TEST(FixedFilterQueries, SizeRule) {
     EXPECT_EQ(size, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Derivatives, Members, ::testing::ValuesIn(members({kDerivatives, kScharrPrewitt})), zt::paramName);
+INSTANTIATE_TEST_SUITE_P(Derivatives, Members, ::testing::ValuesIn(members({kDerivatives, kScharrPrewitt, kRoberts})), zt::paramName);
+INSTANTIATE_TEST_SUITE_P(Centre, Members, ::testing::ValuesIn(members({kLaplace, kSharpen})), zt::paramName);
 
 }  // namespace
