@@ -169,3 +169,144 @@ INSTANTIATE_TEST_SUITE_P(Derivatives, Members, ::testing::ValuesIn(members({kDer
 INSTANTIATE_TEST_SUITE_P(Centre, Members, ::testing::ValuesIn(members({kLaplace, kSharpen})), zt::paramName);
 
 }  // namespace
+
+namespace {
+
+// Images of a check-order table: a W x H source and destination of element type T.
+template <typename S, typename D = S>
+struct Pair {
+    static constexpr int W = 20, H = 4;
+    zt::Region src{W * (int64_t)sizeof(S) * 4, H, W * (int64_t)sizeof(S) * 4}, dst{W * (int64_t)sizeof(D) * 4, H, W * (int64_t)sizeof(D) * 4};
+    std::vector<Zel8u> buf = std::vector<Zel8u>(4096);
+    Pair() {
+        zt::Rng rng(7);
+        src.randomize(rng), dst.randomize(rng);
+    }
+};
+
+template <typename S, typename D, typename V>
+struct Args {
+    const S* src;
+    int srcStep;
+    D* dst;
+    int dstStep;
+    ZeliSize roi;
+    int mask;
+    unsigned border;
+    V value;
+    Zel8u* buf;
+};
+
+// The frame's rows, in order, for a member whose steps must be multiples of bs (source) and
+// bd (destination) bytes.
+template <class A>
+void frameRows(zt::CheckOrder<A>& co, int bs, int bd, int badMask = 44) {
+    co.row("pSrc null", [](A& a) { a.src = nullptr; }, zelStsNullPtrErr)
+        .row("pDst null", [](A& a) { a.dst = nullptr; }, zelStsNullPtrErr)
+        .row("pBuffer null", [](A& a) { a.buf = nullptr; }, zelStsNullPtrErr)
+        .row("width 0", [](A& a) { a.roi.width = 0; }, zelStsSizeErr)
+        .row("height -1", [](A& a) { a.roi.height = -1; }, zelStsSizeErr);
+    if (bs > 1) co.row("srcStep not whole samples", [bs](A& a) { a.srcStep += bs / 2; }, zelStsNotEvenStepErr);
+    if (bd > 1) co.row("dstStep not whole samples", [bd](A& a) { a.dstStep += bd / 2; }, zelStsNotEvenStepErr);
+    co.row("mask", [badMask](A& a) { a.mask = badMask; }, zelStsMaskSizeErr).row("border 256", [](A& a) { a.border = 256; }, zelStsBorderErr);
+}
+
+TEST(FixedFilterChecks, Sobel32f) {
+    Pair<Zel32f> im;
+    using A = Args<Zel32f, Zel32f, Zel32f>;
+    A valid{(const Zel32f*)im.src.origin(), (int)im.src.step(), (Zel32f*)im.dst.origin(), (int)im.dst.step(), {20, 4},
+            zelMskSize5x5, zelBorderMirror, 0, im.buf.data()};
+    zt::CheckOrder<A> co(valid, [](const A& a) {
+        return zeliFilterSobelVertBorder_32f_C1R(a.src, a.srcStep, a.dst, a.dstStep, a.roi, a.mask, a.border, a.value, a.buf);
+    }, {&im.src, &im.dst});
+    frameRows(co, 4, 4);
+    co.row("border kind 2", [](A& a) { a.border = 2; }, zelStsBorderErr).run();
+}
+
+TEST(FixedFilterChecks, Integer) {
+    Pair<Zel8u, Zel16s> im;
+    using A = Args<Zel8u, Zel16s, Zel8u>;
+    A valid{im.src.origin(), (int)im.src.step(), (Zel16s*)im.dst.origin(), (int)im.dst.step(), {20, 4}, zelMskSize3x3,
+            zelBorderConst | zelBorderInMemTop, 9, im.buf.data()};
+    zt::CheckOrder<A> co(valid, [](const A& a) {
+        return zeliFilterScharrVertMaskBorder_8u16s_C1R(a.src, a.srcStep, a.dst, a.dstStep, a.roi, a.mask, a.border, a.value, a.buf);
+    }, {&im.src, &im.dst});
+    frameRows(co, 1, 2, zelMskSize5x5);  // 3x3 only
+    co.run();
+}
+
+// Laplace refuses mirror; a multi-channel member then wants its constant when it is used.
+TEST(FixedFilterChecks, Laplace) {
+    Pair<Zel32f> im;
+    const Zel32f value[3] = {1, 2, 3};
+    using A = Args<Zel32f, Zel32f, const Zel32f*>;
+    A valid{(const Zel32f*)im.src.origin(), (int)im.src.step(), (Zel32f*)im.dst.origin(), (int)im.dst.step(), {5, 4},
+            zelMskSize3x3, zelBorderConst, value, im.buf.data()};
+    zt::CheckOrder<A> co(valid, [](const A& a) {
+        return zeliFilterLaplaceBorder_32f_AC4R(a.src, a.srcStep, a.dst, a.dstStep, a.roi, a.mask, a.border, a.value, a.buf);
+    }, {&im.src, &im.dst});
+    frameRows(co, 4, 4);
+    co.row("mirror", [](A& a) { a.border = zelBorderMirror | zelBorderInMemLeft; }, zelStsBorderErr)
+        .row("constant null", [](A& a) { a.value = nullptr; }, zelStsNullPtrErr)
+        .run();
+    A inMem = valid;
+    inMem.value = nullptr, inMem.border = zelBorderInMem;  // nothing synthesised: no constant needed
+    inMem.src = (const Zel32f*)(im.src.row(1) + 16), inMem.roi = {3, 2};
+    EXPECT_EQ(zeliFilterLaplaceBorder_32f_AC4R(inMem.src, inMem.srcStep, inMem.dst, inMem.dstStep, inMem.roi, inMem.mask,
+                                               inMem.border, inMem.value, inMem.buf),
+              zelStsNoErr);
+}
+
+TEST(FixedFilterChecks, Queries) {
+    struct Q {
+        ZeliSize roi;
+        int mask, src, dst, channels;
+        int* size;
+    };
+    int size = 0;
+    zt::CheckOrder<Q> co({{8, 8}, zelMskSize3x3, zel16s, zel16s, 1, &size}, [](const Q& q) {
+        return zeliFilterSobelHorizSecondBorderGetBufferSize(q.roi, q.mask, q.src, q.dst, q.channels, q.size);
+    }, {});
+    co.row("pBufferSize null", [](Q& q) { q.size = nullptr; }, zelStsNullPtrErr)
+        .row("height 0", [](Q& q) { q.roi.height = 0; }, zelStsSizeErr)
+        .row("mask 35", [](Q& q) { q.mask = 35; }, zelStsMaskSizeErr)
+        .row("32f to 16s", [](Q& q) { q.src = zel32f; }, zelStsDataTypeErr)
+        .row("3 channels", [](Q& q) { q.channels = 3; }, zelStsNumChannelsErr)
+        .run();
+    EXPECT_EQ(zeliFilterPrewittVertBorderGetBufferSize({8, 8}, zelMskSize3x3, zel8u, zel16s, 3, &size), zelStsNumChannelsErr);
+    EXPECT_EQ(zeliFilterScharrHorizMaskBorderGetBufferSize({8, 8}, zelMskSize5x5, zel32f, zel32f, 1, &size), zelStsMaskSizeErr);
+    EXPECT_EQ(zeliFilterLaplaceBorderGetBufferSize({8, 8}, zelMskSize3x3, zel16s, zel16s, 3, &size), zelStsNumChannelsErr);
+    EXPECT_EQ(zeliFilterLaplaceBorderGetBufferSize({8, 8}, zelMskSize5x5, zel32f, zel32f, 4, &size), zelStsNoErr);
+    EXPECT_EQ(size, 32 * 5 * 4 + 32);
+    EXPECT_EQ(zeliFilterSharpenBorderGetBufferSize({8, 8}, zelMskSize3x3, zel8u, 3, &size), zelStsNoErr);
+    EXPECT_EQ(size, 32);
+    EXPECT_EQ(zeliFilterHipassBorderGetBufferSize({8, 8}, zelMskSize3x3, zel64f, 1, &size), zelStsDataTypeErr);
+}
+
+// The 8u Laplace clamps: a bright pixel on black gives 255 at it and 0 around it.
+TEST(FixedFilterEdges, LaplaceOfOneBrightPixel) {
+    Zel8u src[5 * 5] = {}, dst[5 * 5], buf[32];
+    src[12] = 200;
+    ASSERT_EQ(zeliFilterLaplaceBorder_8u_C1R(src, 5, dst, 5, {5, 5}, zelMskSize3x3, zelBorderRepl, 0, buf), zelStsNoErr);
+    for (int i = 0; i < 25; ++i) EXPECT_EQ(dst[i], i == 12 ? 255 : 0) << i;
+}
+
+// A ramp rising to the right: Vert is negative, NegVert the same magnitude positive, Horiz 0.
+TEST(FixedFilterEdges, RampSigns) {
+    std::vector<Zel32f> src(40 * 6), v(src.size()), n(src.size()), h(src.size());
+    for (size_t i = 0; i < src.size(); ++i) src[i] = (float)(i % 40);
+    std::vector<Zel8u> buf(4096);
+    for (unsigned border : {zelBorderRepl, zelBorderMirror, zelBorderConst}) {
+        ASSERT_EQ(zeliFilterSobelVertBorder_32f_C1R(src.data(), 160, v.data(), 160, {40, 6}, zelMskSize3x3, border, 0, buf.data()), 0);
+        ASSERT_EQ(zeliFilterSobelNegVertBorder_32f_C1R(src.data(), 160, n.data(), 160, {40, 6}, zelMskSize3x3, border, 0, buf.data()), 0);
+        ASSERT_EQ(zeliFilterSobelHorizBorder_32f_C1R(src.data(), 160, h.data(), 160, {40, 6}, zelMskSize3x3, border, 0, buf.data()), 0);
+        for (int y = border == zelBorderConst; y < 6 - (border == zelBorderConst); ++y)
+            for (int x = 1; x < 39; ++x) {
+                EXPECT_EQ(v[y * 40 + x], -8.0f);
+                EXPECT_EQ(n[y * 40 + x], 8.0f);
+                if (border != zelBorderConst) EXPECT_EQ(h[y * 40 + x], 0.0f);
+            }
+    }
+}
+
+}  // namespace

@@ -148,4 +148,55 @@ TEST(GradientAngle, WithinBoundOfAtan2) {
     }
 }
 
+struct GArgs {
+    const Zel16u* src;
+    int srcStep;
+    Zel32f *gx, *gy, *mag, *angle;
+    int step;
+    ZeliSize roi;
+    int mask, norm;
+    unsigned border;
+    const Zel16u* value;
+    Zel8u* buf;
+};
+
+TEST(GradientChecks, Order) {
+    zt::Region src(64 * 8, 6, 64 * 8), out(4 * 16, 6 * 4, 4 * 16);
+    zt::Rng rng(3);
+    src.randomize(rng), out.randomize(rng);
+    std::vector<Zel8u> buf(8192);
+    const Zel16u value[3] = {1, 2, 3};
+    auto plane = [&](int k) { return (Zel32f*)out.row(6 * k); };
+    GArgs valid{(const Zel16u*)src.origin(), 512, plane(0), plane(1), plane(2), plane(3), 64, {16, 6}, zelMskSize3x3, 2,
+                zelBorderConst, value, buf.data()};
+    zt::CheckOrder<GArgs> co(valid, [](const GArgs& a) {
+        return zeliGradientVectorScharr_16u32f_C3C1R(a.src, a.srcStep, a.gx, a.step, a.gy, a.step, a.mag, a.step, a.angle, a.step,
+                                                     a.roi, a.mask, a.norm, a.border, a.value, a.buf);
+    }, {&src, &out});
+    co.row("pSrc null", [](GArgs& a) { a.src = nullptr; }, zelStsNullPtrErr)
+        .row("pBuffer null", [](GArgs& a) { a.buf = nullptr; }, zelStsNullPtrErr)
+        .row("every output null", [](GArgs& a) { a.gx = a.gy = a.mag = a.angle = nullptr; }, zelStsNullPtrErr)
+        .row("width -1", [](GArgs& a) { a.roi.width = -1; }, zelStsSizeErr)
+        .row("source step odd", [](GArgs& a) { a.srcStep = 511; }, zelStsNotEvenStepErr)
+        .row("output step 62", [](GArgs& a) { a.step = 62; }, zelStsNotEvenStepErr)
+        .row("mask 55 (3x3 only)", [](GArgs& a) { a.mask = zelMskSize5x5; }, zelStsMaskSizeErr)
+        .row("norm 3", [](GArgs& a) { a.norm = 3; }, zelStsNotSupportedModeErr)
+        .row("border kind 4", [](GArgs& a) { a.border = 4; }, zelStsBorderErr)
+        .row("constant null", [](GArgs& a) { a.value = nullptr; }, zelStsNullPtrErr)
+        .run();
+
+    int size = 0;
+    EXPECT_EQ(zeliGradientVectorGetBufferSize({16, 6}, zelMskSize5x5, zel16u, 2, &size), zelStsNumChannelsErr);
+    EXPECT_EQ(zeliGradientVectorGetBufferSize({16, 6}, zelMskSize5x5, zel64f, 2, &size), zelStsDataTypeErr);
+    EXPECT_EQ(zeliGradientVectorGetBufferSize({16, 6}, zelMskSize5x5, zel16u, 3, &size), zelStsNoErr);
+    EXPECT_EQ(size, 48 * 5 * 4 * 2 + 32);
+    EXPECT_EQ(zeliFilterSobelGetBufferSize({16, 6}, zelMskSize3x3, 3, zel32f, zel32f, 1, &size), zelStsNotSupportedModeErr);
+    EXPECT_EQ(zeliFilterSobelGetBufferSize({16, 6}, zelMskSize3x3, 1, zel16s, zel16s, 1, &size), zelStsDataTypeErr);
+    Zel16s d[4];
+    Zel8u s8[4] = {}, b[32];
+    EXPECT_EQ(zeliFilterSobel_8u16s_C1R(s8, 2, d, 3, {2, 2}, zelMskSize3x3, 4, zelBorderRepl, 0, b), zelStsNotEvenStepErr);
+    EXPECT_EQ(zeliFilterSobel_8u16s_C1R(s8, 2, d, 4, {2, 2}, zelMskSize3x3, 0, zelBorderRepl, 0, b), zelStsNotSupportedModeErr);
+    EXPECT_EQ(zeliFilterSobel_8u16s_C1R(s8, 2, d, 4, {2, 2}, zelMskSize3x3, 4, 2, 0, b), zelStsBorderErr);
+}
+
 }  // namespace
