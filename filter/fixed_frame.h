@@ -28,11 +28,13 @@
 // like any other. A one-tap-radius kernel is R = 1.
 #pragma once
 
+#include <immintrin.h>
 #include <math.h>
 #include <stdint.h>
 #include <string.h>
 
 #include "filter/border_rows.h"
+#include "kernels/copy_engine.h"
 #include "frame/zel_internal.h"
 
 namespace zel {
@@ -106,7 +108,8 @@ void ownTapsLineT(const In* const* q, const A* w, int64_t n, A* __restrict out) 
 }
 
 template <typename In, typename A>
-void ownTapsLine(const Taps& t, const In* const* q, int64_t n, A* out) {
+void ownTapsLine(const Taps& t, const In* const* q, int64_t n, A* out, bool stream = false) {
+    if constexpr (std::is_same<In, float>::value && std::is_same<A, float>::value) return ownTapsLineF(t, q, n, out, stream);
     const A w[3] = {(A)t.w[0], (A)t.w[1], (A)t.w[2]};
     if (t.R == 1) {
         if (t.odd) ownTapsLineT<1, true>(q, w, n, out);
@@ -114,6 +117,44 @@ void ownTapsLine(const Taps& t, const In* const* q, int64_t n, A* out) {
     } else {
         if (t.odd) ownTapsLineT<2, true>(q, w, n, out);
         else ownTapsLineT<2, false>(q, w, n, out);
+    }
+}
+
+// The single-precision kernel in 512-bit registers, the tail masked; with stream set, the
+// stores from the first 64-byte boundary of out on are non-temporal. Same operations as
+// ownTapsLineT, so the same results.
+inline void ownTapsLineF(const Taps& t, const float* const* q, int64_t n, float* out, bool stream) {
+    const __m512 w0 = _mm512_set1_ps((float)t.w[0]), w1 = _mm512_set1_ps((float)t.w[1]), w2 = _mm512_set1_ps((float)t.w[2]);
+    const int R = t.R;
+    const bool odd = t.odd;
+    auto at = [&](int k, int64_t i, __mmask16 m) { return _mm512_maskz_loadu_ps(m, q[k] + i); };
+    auto one = [&](int64_t i, __mmask16 m) {
+        auto pair = [&](int k) {
+            const __m512 hi = at(R + k, i, m), lo = at(R - k, i, m);
+            return odd ? _mm512_sub_ps(hi, lo) : _mm512_add_ps(hi, lo);
+        };
+        __m512 acc;
+        if (R == 1) {
+            acc = _mm512_mul_ps(w1, pair(1));
+        } else {
+            acc = _mm512_mul_ps(w2, pair(2));
+            acc = _mm512_fmadd_ps(w1, pair(1), acc);
+        }
+        if (!odd) acc = _mm512_fmadd_ps(w0, at(R, i, m), acc);
+        return acc;
+    };
+    int64_t i = 0;
+    if (stream) {
+        const int64_t head = (int64_t)((64 - ((uintptr_t)out & 63)) & 63) / 4;
+        if ((((uintptr_t)out & 3) == 0) && head < n) {
+            if (head) _mm512_mask_storeu_ps(out, (__mmask16)((1u << head) - 1), one(0, (__mmask16)((1u << head) - 1)));
+            for (i = head; i + 16 <= n; i += 16) _mm512_stream_ps(out + i, one(i, 0xffff));
+        }
+    }
+    for (; i + 16 <= n; i += 16) _mm512_storeu_ps(out + i, one(i, 0xffff));
+    if (i < n) {
+        const __mmask16 m = (__mmask16)((1u << (n - i)) - 1);
+        _mm512_mask_storeu_ps(out + i, m, one(i, m));
     }
 }
 
@@ -214,6 +255,21 @@ inline int ownBandWidth(const FixedSource& s) {
     return bw < s.width ? bw : s.width;
 }
 
+// Source rows are fetched this many rows ahead of the row pass: a band's piece of a row is a
+// short run that the hardware prefetcher alone does not start early enough.
+constexpr int kAheadRows = 4;
+inline void ownPrefetchRow(const uint8_t* p, int64_t bytes) {
+    for (int64_t i = 0; i < bytes; i += 64) _mm_prefetch((const char*)p + i, _MM_HINT_T0);
+}
+
+// Whether a filter writing dstBytes-sample results of the whole ROI streams them past the
+// caches: the library's rule for computing kernels, on every source byte read and every
+// destination byte written.
+inline bool ownStreamResult(const FixedSource& s, int dstBytes) {
+    const int64_t px = (int64_t)s.width * s.height * s.channels;
+    return ownsUseStreamingComputed(px * (s.elemBytes + dstBytes), false);
+}
+
 // Calls body(rows, bx0, bx1) for each band of destination columns.
 template <class Body>
 void ownFixedWalk(const FixedSource& s, Body&& body) {
@@ -238,11 +294,13 @@ template <typename S, typename A, class Out>
 void ownRunRowFirst(const FixedSource& s, const FixedPlan& plan, uint8_t* buffer, Out& out) {
     const int C = s.channels, r = s.e.top, kh = 2 * r + 1;
     A* ring = (A*)(((uintptr_t)buffer + 31) & ~(uintptr_t)31);
+    const bool stream = ownStreamResult(s, sizeof(A));
     ownFixedWalk(s, [&](BorderRows& rows, int bx0, int bx1) {
         const int64_t n = (int64_t)(bx1 - bx0) * C, stride = (n + 15) & ~(int64_t)15;
         alignas(64) A res[2][kBandElems];
         for (int64_t ys = -r; ys < s.height + r; ++ys) {
             const int64_t slot = (ys + r) % kh;
+            if (ys + kAheadRows < s.height) ownPrefetchRow(rows.mapRow(ys + kAheadRows) + (int64_t)bx0 * s.elemBytes * C, n * s.elemBytes);
             for (int f = 0; f < plan.nf; ++f) {
                 A* line = ring + (f * kh + slot) * stride - (int64_t)bx0 * C;
                 for (int i = 0; i < rows.segments(); ++i) {
@@ -258,12 +316,13 @@ void ownRunRowFirst(const FixedSource& s, const FixedPlan& plan, uint8_t* buffer
             for (int f = 0; f < plan.nf; ++f) {
                 const A* q[5];
                 for (int k = 0; k < kh; ++k) q[k] = ring + (f * kh + (y + k) % kh) * stride;
-                ownTapsLine(plan.k[f].col, q, n, direct ? direct : res[f]);
+                ownTapsLine(plan.k[f].col, q, n, direct ? direct : res[f], direct && stream);
                 ptr[f] = res[f];
             }
             if (!direct) out.row(y, bx0, bx1, ptr);
         }
     });
+    if (stream) _mm_sfence();
 }
 
 // Column first in 16-bit lanes, for 8u sources; no buffer.
@@ -275,6 +334,7 @@ void ownRunColumnFirst(const FixedSource& s, const FixedPlan& plan, Out& out) {
         alignas(64) int16_t res[2][kBandElems];
         const int16_t* ptr[2] = {res[0], res[1]};
         for (int64_t y = 0; y < s.height; ++y) {
+            if (y + r + kAheadRows < s.height) ownPrefetchRow(rows.mapRow(y + r + kAheadRows) + (int64_t)bx0 * C, (int64_t)(bx1 - bx0) * C);
             int16_t* direct = plan.nf == 1 ? out.template direct<int16_t>(y, bx0) : nullptr;
             int16_t* to[2] = {direct ? direct : res[0], res[1]};
             for (int i = 0; i < rows.segments(); ++i) {

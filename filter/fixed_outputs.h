@@ -118,24 +118,55 @@ inline int32_t ownMagnitudeInt(int32_t gx, int32_t gy, int norm) {
     return m > 0x7fffffff ? 0x7fffffff : (int32_t)m;
 }
 
-// atan2(y, x) in (-pi, pi], within 1e-6 radians of the exact angle: the smaller of |x|, |y|
-// over the larger (or, above tan(pi/8), (min - max) / (min + max) with pi/4 added), a degree-9
-// odd polynomial for the arc tangent, then the octant. y = 0 (either sign) gives 0 for x >= 0
-// and pi for x < 0; (0, 0) gives 0.
-inline float ownAtan2f(float y, float x) {
-    const float ax = __builtin_fabsf(x), ay = __builtin_fabsf(y);
-    const float mx = ax > ay ? ax : ay, mn = ax > ay ? ay : ax;
-    const bool big = mn > 0.41421356237f * mx;
-    const float num = big ? mn - mx : mn;
-    const float den = mx > 0.0f ? (big ? mn + mx : mx) : 1.0f;
-    const float t = num / den, z = t * t;
-    float p = __builtin_fmaf(8.05374449538e-2f, z, -1.38776856032e-1f);
-    p = __builtin_fmaf(p, z, 1.99777106478e-1f);
-    p = __builtin_fmaf(p, z, -3.33329491539e-1f);
-    float r = __builtin_fmaf(p * z, t, t) + (big ? 0.78539816340f : 0.0f);
-    r = ay > ax ? 1.57079632679f - r : r;
-    r = x < 0.0f ? 3.14159265359f - r : r;
-    return y < 0.0f ? -r : r;
+// atan2(y, x) in (-pi, pi], within 1e-6 radians of the exact angle, for n samples: the smaller
+// of |x|, |y| over the larger (or, above tan(pi/8), (min - max) / (min + max) with pi/4 added), a
+// degree-9 odd polynomial for the arc tangent, then the octant. y = 0 (either sign) gives 0 for
+// x >= 0 and pi for x < 0; (0, 0) gives 0. Every sample, the masked tail too, takes this path.
+inline void ownAtan2Row(const float* y, const float* x, float* out, int64_t n) {
+    const __m512 zero = _mm512_setzero_ps();
+    const __m512 one = _mm512_set1_ps(1.0f), tan8 = _mm512_set1_ps(0.41421356237f);
+    auto one16 = [&](int64_t i, __mmask16 m) {
+        const __m512 vx = _mm512_maskz_loadu_ps(m, x + i), vy = _mm512_maskz_loadu_ps(m, y + i);
+        const __m512 ax = _mm512_abs_ps(vx), ay = _mm512_abs_ps(vy);
+        const __m512 mx = _mm512_max_ps(ax, ay), mn = _mm512_min_ps(ax, ay);
+        const __mmask16 big = _mm512_cmp_ps_mask(mn, _mm512_mul_ps(tan8, mx), _CMP_GT_OQ);
+        const __m512 num = _mm512_mask_sub_ps(mn, big, mn, mx);
+        __m512 den = _mm512_mask_add_ps(mx, big, mn, mx);
+        den = _mm512_mask_blend_ps(_mm512_cmp_ps_mask(mx, zero, _CMP_GT_OQ), one, den);
+        const __m512 t = _mm512_div_ps(num, den), z = _mm512_mul_ps(t, t);
+        __m512 p = _mm512_fmadd_ps(_mm512_set1_ps(8.05374449538e-2f), z, _mm512_set1_ps(-1.38776856032e-1f));
+        p = _mm512_fmadd_ps(p, z, _mm512_set1_ps(1.99777106478e-1f));
+        p = _mm512_fmadd_ps(p, z, _mm512_set1_ps(-3.33329491539e-1f));
+        __m512 r = _mm512_fmadd_ps(_mm512_mul_ps(p, z), t, t);
+        r = _mm512_add_ps(r, _mm512_maskz_mov_ps(big, _mm512_set1_ps(0.78539816340f)));
+        r = _mm512_mask_sub_ps(r, _mm512_cmp_ps_mask(ay, ax, _CMP_GT_OQ), _mm512_set1_ps(1.57079632679f), r);
+        r = _mm512_mask_sub_ps(r, _mm512_cmp_ps_mask(vx, zero, _CMP_LT_OQ), _mm512_set1_ps(3.14159265359f), r);
+        return _mm512_mask_sub_ps(r, _mm512_cmp_ps_mask(vy, zero, _CMP_LT_OQ), zero, r);
+    };
+    int64_t i = 0;
+    for (; i + 16 <= n; i += 16) _mm512_storeu_ps(out + i, one16(i, 0xffff));
+    if (i < n) {
+        const __mmask16 m = (__mmask16)((1u << (n - i)) - 1);
+        _mm512_mask_storeu_ps(out + i, m, one16(i, m));
+    }
+}
+
+// Single-precision magnitudes of n samples (ownMagnitude), the L2 norm in 512-bit registers.
+inline void ownMagnitudeRow(const float* x, const float* y, float* out, int64_t n, int norm) {
+    if (norm != kNormL2) {
+        for (int64_t i = 0; i < n; ++i) out[i] = ownMagnitude(x[i], y[i], norm);
+        return;
+    }
+    auto one16 = [&](int64_t i, __mmask16 m) {
+        const __m512 vx = _mm512_maskz_loadu_ps(m, x + i), vy = _mm512_maskz_loadu_ps(m, y + i);
+        return _mm512_sqrt_ps(_mm512_fmadd_ps(vx, vx, _mm512_mul_ps(vy, vy)));
+    };
+    int64_t i = 0;
+    for (; i + 16 <= n; i += 16) _mm512_storeu_ps(out + i, one16(i, 0xffff));
+    if (i < n) {
+        const __mmask16 m = (__mmask16)((1u << (n - i)) - 1);
+        _mm512_mask_storeu_ps(out + i, m, one16(i, m));
+    }
 }
 
 // The norm of the two Sobel derivatives (FilterSobel): D from results A (int16 or int32 exact,
@@ -152,9 +183,13 @@ struct NormOut {
         const A *gx = res[0], *gy = res[1];
         const int64_t n = bx1 - bx0;
         const int nt = norm;
-        for (int64_t i = 0; i < n; ++i) {
-            if constexpr (std::is_same<D, float>::value) o[i] = ownMagnitude((float)gx[i], (float)gy[i], nt);
-            else o[i] = ownSat<D>(ownMagnitudeInt(gx[i], gy[i], nt));
+        if constexpr (std::is_same<D, float>::value && std::is_same<A, float>::value) {
+            ownMagnitudeRow(gx, gy, o, n, nt);
+        } else {
+            for (int64_t i = 0; i < n; ++i) {
+                if constexpr (std::is_same<D, float>::value) o[i] = ownMagnitude((float)gx[i], (float)gy[i], nt);
+                else o[i] = ownSat<D>(ownMagnitudeInt(gx[i], gy[i], nt));
+            }
         }
     }
 };
@@ -200,14 +235,21 @@ struct GradientOut {
             for (int64_t i = 0; i < n; ++i) ox[i] = (D)sx[i];
         if (oy)
             for (int64_t i = 0; i < n; ++i) oy[i] = (D)sy[i];
+        // Single-precision derivatives for the magnitude and the angle.
+        alignas(64) float fx[std::is_same<A, float>::value ? 1 : kBandElems], fy[std::is_same<A, float>::value ? 1 : kBandElems];
+        const float *px, *py;
+        if constexpr (std::is_same<A, float>::value) {
+            px = sx, py = sy;
+        } else {
+            for (int64_t i = 0; i < n; ++i) fx[i] = (float)sx[i], fy[i] = (float)sy[i];
+            px = fx, py = fy;
+        }
         if (om) {
-            if constexpr (kFloat)
-                for (int64_t i = 0; i < n; ++i) om[i] = ownMagnitude((float)sx[i], (float)sy[i], nt);
+            if constexpr (kFloat) ownMagnitudeRow(px, py, om, n, nt);
             else
                 for (int64_t i = 0; i < n; ++i) om[i] = ownSat<D>(ownMagnitudeInt(sx[i], sy[i], nt));
         }
-        if (oa)
-            for (int64_t i = 0; i < n; ++i) oa[i] = ownAtan2f((float)sy[i], (float)sx[i]);
+        if (oa) ownAtan2Row(py, px, oa, n);
     }
 };
 

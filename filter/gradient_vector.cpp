@@ -1,7 +1,7 @@
 // GradientVectorSobel, GradientVectorScharr, GradientVectorPrewitt: the derivatives gx (right
 // minus left) and gy (bottom minus top) of the named kernel, the magnitude by normType (1 Inf,
 // 2 L1, 4 L2, as FilterSobel) and the angle atan2(gy, gx) in radians, in (-pi, pi] and within
-// 1e-6 of the exact angle (ownAtan2f). Any of the four outputs may be null and is then skipped.
+// 1e-6 of the exact angle (ownAtan2Row). Any of the four outputs may be null and is then skipped.
 // Colour members (C3C1R, AC4C1R) give, per pixel, all four outputs from the colour channel whose
 // magnitude is largest (the first of equal ones; alpha is never read into the choice).
 //
