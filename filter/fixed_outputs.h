@@ -80,7 +80,15 @@ struct CentreOut {
         const A* r = res[0];
         const int nn = n;
         using V = typename std::conditional<std::is_same<A, float>::value, float, int32_t>::type;
-        if constexpr (C == Cw) {
+        if constexpr (K == CentreKind::Laplace && sizeof(A) == 2 && C == Cw) {
+            // 8u: n p - S fits 16 bits; clamped to 0..255 (unsigned saturating subtraction and packing).
+            const int16_t w = (int16_t)nn;
+            for (int64_t i = 0; i < n0; ++i) {
+                const int16_t v = (int16_t)(w * (int16_t)p[i] - r[i]);
+                if constexpr (sizeof(D) == 1) o[i] = (D)(v < 0 ? 0 : v > 255 ? 255 : v);
+                else o[i] = (D)v;
+            }
+        } else if constexpr (C == Cw) {
             for (int64_t i = 0; i < n0; ++i) o[i] = (D)one((V)p[i], (V)r[i], nn);
         } else {
             for (int64_t i = 0; i < n0; i += C)

@@ -17,6 +17,11 @@ const char* const kImplemented[] = {
     "AlphaComp", "AlphaCompC", "AlphaPremul, AlphaPremulC", "CompColorKey, AlphaCompColorKey",
     "Convert", "Convert (bit planes)", "Scale", "ScaleC",
     "Threshold", "ComputeThreshold_Otsu", "ThresholdAdaptiveBox, ThresholdAdaptiveGauss",
+    "FilterSobelHorizBorder, FilterSobelVertBorder, FilterSobelNegVertBorder, FilterSobelHorizSecondBorder, "
+    "FilterSobelVertSecondBorder",
+    "FilterScharrHorizMaskBorder, FilterScharrVertMaskBorder, FilterPrewittHorizBorder, FilterPrewittVertBorder",
+    "FilterRobertsUpBorder, FilterRobertsDownBorder", "FilterLaplaceBorder", "FilterSharpenBorder, FilterHipassBorder",
+    "FilterSobel", "GradientVectorSobel, GradientVectorScharr, GradientVectorPrewitt, GradientVectorGetBufferSize",
 };
 
 TEST(Implemented, FinishedFamiliesHaveNoPlaceholder) {
