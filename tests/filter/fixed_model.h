@@ -25,6 +25,20 @@ inline Types typesOf(const zt::Name& n) {
     while (k < t.size() && !isdigit((unsigned char)t[k])) ++k;
     return {t.substr(0, k), k < t.size() ? t.substr(k) : t.substr(0, k)};
 }
+// Runs f(source tag, destination tag) for the type pairs these families have.
+template <class F>
+void withPair(const Types& t, F&& f) {
+    using zt::Tag;
+    const std::string k = t.src + ":" + t.dst;
+    if (k == "8u:8u") f(Tag<Zel8u>{}, Tag<Zel8u>{});
+    else if (k == "8u:16s") f(Tag<Zel8u>{}, Tag<Zel16s>{});
+    else if (k == "16s:16s") f(Tag<Zel16s>{}, Tag<Zel16s>{});
+    else if (k == "16u:16u") f(Tag<Zel16u>{}, Tag<Zel16u>{});
+    else if (k == "16s:32f") f(Tag<Zel16s>{}, Tag<Zel32f>{});
+    else if (k == "16u:32f") f(Tag<Zel16u>{}, Tag<Zel32f>{});
+    else if (k == "32f:32f") f(Tag<Zel32f>{}, Tag<Zel32f>{});
+    else ADD_FAILURE() << "no model for " << k;
+}
 inline int bytesOf(const std::string& t) { return t == "8u" ? 1 : t == "32f" ? 4 : 2; }
 
 // A random border argument of the kinds given, with random in-memory flags (or 240).

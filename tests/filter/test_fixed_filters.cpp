@@ -89,21 +89,12 @@ void trial(const zt::Name& n, zt::Rng& rng, zt::Tight tight, int side, std::vect
     ASSERT_TRUE(shadow.matches()) << n.name << " " << W << "x" << H << " border " << s.border << " mask " << mask;
 }
 
-// Runs f<S, D>() for the member's source and destination types.
-template <class F>
-void withTypes(const zt::Name& n, F&& f) {
-    const fm::Types t = fm::typesOf(n);
-    zt::withType(t.src, [&](auto st) {
-        zt::withType(t.dst, [&](auto dt) { f(st, dt); });
-    });
-}
-
 class Members : public ::testing::TestWithParam<zt::Name> {};
 
 TEST_P(Members, MatchTheModel) {
     const zt::Name n = GetParam();
     const std::string op = n.op;
-    withTypes(n, [&](auto st, auto dt) {
+    fm::withPair(fm::typesOf(n), [&](auto st, auto dt) {
         using S = typename decltype(st)::type;
         using D = typename decltype(dt)::type;
         zt::forTrials(60, [&](zt::Rng& rng, zt::Tight tight, int) {
@@ -304,7 +295,9 @@ TEST(FixedFilterEdges, RampSigns) {
             for (int x = 1; x < 39; ++x) {
                 EXPECT_EQ(v[y * 40 + x], -8.0f);
                 EXPECT_EQ(n[y * 40 + x], 8.0f);
-                if (border != zelBorderConst) EXPECT_EQ(h[y * 40 + x], 0.0f);
+                if (border != zelBorderConst) {
+                    EXPECT_EQ(h[y * 40 + x], 0.0f);
+                }
             }
     }
 }

@@ -113,11 +113,9 @@ class Gradients : public ::testing::TestWithParam<zt::Name> {};
 TEST_P(Gradients, MatchTheModel) {
     const zt::Name n = GetParam();
     const fm::Types t = fm::typesOf(n);
-    zt::withType(t.src, [&](auto st) {
-        zt::withType(t.dst, [&](auto dt) {
-            zt::forTrials(40, [&](zt::Rng& rng, zt::Tight tight, int) {
-                trial<typename decltype(st)::type, typename decltype(dt)::type>(n, rng, tight);
-            });
+    fm::withPair(t, [&](auto st, auto dt) {
+        zt::forTrials(40, [&](zt::Rng& rng, zt::Tight tight, int) {
+            trial<typename decltype(st)::type, typename decltype(dt)::type>(n, rng, tight);
         });
     });
 }
