@@ -95,8 +95,10 @@ struct MedianLanes<Zel32f> {
     static V key(const Zel32f* p) { return flip(_mm512_loadu_si512(p)); }
     static void store(Zel32f* p, V v) { _mm512_storeu_si512(p, flip(v)); }
     static void storeKeepAlpha(Zel32f* p, V v) { store(p, v); }  // no 32f AC4 member
-    static V mn(V a, V b) { return _mm512_min_epi32(a, b); }
-    static V mx(V a, V b) { return _mm512_max_epi32(a, b); }
+    // The masked forms with every lane selected: the plain intrinsics pass an undefined
+    // vector through, which the compiler reports once they are inlined into the networks.
+    static V mn(V a, V b) { return _mm512_mask_min_epi32(a, (__mmask16)0xFFFF, a, b); }
+    static V mx(V a, V b) { return _mm512_mask_max_epi32(a, (__mmask16)0xFFFF, a, b); }
 };
 
 // Runs vec(i) for vectors of n items covering [0, len) (the last one overlapping when len is

@@ -23,6 +23,11 @@ const char* const kImplemented[] = {
     "FilterBoxBorder, SumWindow", "SumWindowRow, SumWindowColumn", "FilterBox_64f",
     "FilterMedianBorder", "FilterMedian, FilterMedianGetBufferSize", "FilterMedianColor", "FilterMedianCross",
     "FilterMedianWeightedCenter3x3", "Median",
+    "FilterSobelHorizBorder, FilterSobelVertBorder, FilterSobelNegVertBorder, FilterSobelHorizSecondBorder, "
+    "FilterSobelVertSecondBorder",
+    "FilterScharrHorizMaskBorder, FilterScharrVertMaskBorder, FilterPrewittHorizBorder, FilterPrewittVertBorder",
+    "FilterRobertsUpBorder, FilterRobertsDownBorder", "FilterLaplaceBorder", "FilterSharpenBorder, FilterHipassBorder",
+    "FilterSobel", "GradientVectorSobel, GradientVectorScharr, GradientVectorPrewitt, GradientVectorGetBufferSize",
 };
 
 TEST(Implemented, FinishedFamiliesHaveNoPlaceholder) {
