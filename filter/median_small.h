@@ -91,7 +91,10 @@ struct MedianLanes<Zel32f> {
     static constexpr int N = 16;
     static V load(const int32_t* p) { return _mm512_loadu_si512(p); }
     static void store(int32_t* p, V v) { _mm512_storeu_si512(p, v); }
-    static V flip(V b) { return _mm512_xor_si512(b, _mm512_srli_epi32(_mm512_srai_epi32(b, 31), 1)); }
+    static V flip(V b) {
+        const __mmask16 all = 0xFFFF;  // masked forms: no undefined pass-through (see mn, mx)
+        return _mm512_xor_si512(b, _mm512_mask_srli_epi32(b, all, _mm512_mask_srai_epi32(b, all, b, 31), 1));
+    }
     static V key(const Zel32f* p) { return flip(_mm512_loadu_si512(p)); }
     static void store(Zel32f* p, V v) { _mm512_storeu_si512(p, flip(v)); }
     static void storeKeepAlpha(Zel32f* p, V v) { store(p, v); }  // no 32f AC4 member
