@@ -10,10 +10,6 @@
 // the row is read or written.
 #pragma once
 
-// GCC 12 reports the undefined pass-through operand inside the widening and narrowing
-// intrinsics as maybe-uninitialized.
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-
 #include <immintrin.h>
 #include <stdint.h>
 #include <string.h>

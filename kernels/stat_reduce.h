@@ -13,10 +13,6 @@
 // integer order is the order wanted, so the result does not depend on the order of the scan.
 #pragma once
 
-// GCC 12 reports the deliberately undefined pass-through operand inside several AVX-512
-// intrinsics (_mm512_cvtepu8_epi32, _mm512_min_epi32, ...) as maybe uninitialized.
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-
 #include <immintrin.h>
 #include <stdint.h>
 
