@@ -81,19 +81,24 @@ inline __m512 ownThrFloat(__m512 a, __m512 t1, __m512 v1, __m512 t2, __m512 v2) 
 // ownsBuildPattern) as vectors and applies the rule to a vector of phase k. Integer samples
 // travel as the engine's Halves, loaded and stored as two 256-bit halves, never split from or
 // joined into a 512-bit register (a split and a join cost more than the rule itself).
+// The vector type V of the operation; integer rules declare Vec (Halves) for the engine, 32f
+// takes the engine's default of whole registers.
+template <bool Float> struct ThrVec { using V = Halves; using Vec = Halves; };
+template <> struct ThrVec<true> { using V = __m512i; };
+
 template <ThrRule R, typename T, int Period>
-struct ThrOp {
+struct ThrOp : ThrVec<std::is_same_v<T, Zel32f>> {
     static constexpr bool kFloat = std::is_same_v<T, Zel32f>;
-    using Vec = std::conditional_t<kFloat, __m512i, Halves>;
-    Vec pat[4][Period];  // t1, v1, t2, v2
+    using V = typename ThrVec<kFloat>::V;
+    V pat[4][Period];  // t1, v1, t2, v2
 
     explicit ThrOp(const uint8_t (*patterns)[192]) {
         for (int j = 0; j < 4; ++j)
             for (int k = 0; k < Period; ++k) ownsVecLoad(patterns[j] + 64 * k, pat[j][k]);
     }
 
-    Vec operator()(const Vec& a, const Vec&, int k) const {
-        const Vec &t1 = pat[0][k], &v1 = pat[1][k], &t2 = pat[2][k], &v2 = pat[3][k];
+    V operator()(const V& a, const V&, int k) const {
+        const V &t1 = pat[0][k], &v1 = pat[1][k], &t2 = pat[2][k], &v2 = pat[3][k];
         if constexpr (kFloat) {
             return _mm512_castps_si512(ownThrFloat<R>(_mm512_castsi512_ps(a), _mm512_castsi512_ps(t1), _mm512_castsi512_ps(v1),
                                                       _mm512_castsi512_ps(t2), _mm512_castsi512_ps(v2)));
