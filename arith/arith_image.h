@@ -4,9 +4,9 @@
 // reduced to it. A member binds with ZEL_IMPL(name, ArithImages<T, Op, Layout>::Form).
 #pragma once
 
-// GCC 12 warns about the deliberately undefined source register of the AVX-512 widening
-// intrinsics once they are inlined; the warnings have to be off before the intrinsic headers.
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+// The widening and narrowing intrinsics inlined here pass an undefined operand that GCC 12
+// reports as used uninitialised (the maybe form is off for the whole library); the warning
+// has to be off before the intrinsic headers.
 #pragma GCC diagnostic ignored "-Wuninitialized"
 
 #include "frame/zel_internal.h"

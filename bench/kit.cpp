@@ -168,6 +168,10 @@ void run_case(benchmark::State& st, const Case& c, ZeliSize size, const Options&
     }
     fill(mine);
     if (hasPeer) fill(theirs);
+    if (c.prepare) {
+        c.prepare(mine);
+        if (hasPeer) c.prepare(theirs);
+    }
     fill_random(from, (int64_t)refBytes, 99);
     std::memset(to, 0, refBytes);
 

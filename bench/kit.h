@@ -85,6 +85,9 @@ struct Case {
     std::function<void(Images&)> setup;        // allocates the images; the kit fills them
     std::function<ZelStatus(Images&)> ours;
     std::function<void(Images&)> peer = nullptr;  // empty when the peer has no such operation
+    // Rewrites the data the kit filled in, for a case that needs its own range of values; runs
+    // on each contender's images before any call.
+    std::function<void(Images&)> prepare = nullptr;
     // Bytes one call moves; by default every source ROI read once plus every destination
     // ROI written once, counted packed (row padding excluded).
     std::function<int64_t(const Images&)> bytes = nullptr;

@@ -1,7 +1,7 @@
 // Blocked transposition of pixel arrays: the transpose family and the diagonal flips of the
 // mirror family. A pixel is S-byte samples times C channels and moves whole (or, with Alpha,
 // only its first three channels, the destination's fourth kept). The work goes in 16 x 16 tiles
-// so that both images are walked a cache line at a time; full tiles of 1- and 4-byte pixels
+// so that both images are walked a cache line at a time; full tiles of 1-, 3- and 4-byte pixels
 // are transposed in registers, everything else sample by sample.
 #pragma once
 
@@ -45,7 +45,7 @@ inline void ownTranspose16x32_8u(const uint8_t* s, int64_t ss, uint8_t* d, int64
     }
 }
 
-// The unmasked 512-bit unpacks and lane shuffles pass an undefined vector through, which
+// The unmasked 512-bit unpacks, lane shuffles, permutes and shifts pass an undefined vector through, which
 // GCC 12 reports as uninitialised once they are inlined into these loops; the all-lanes masked
 // forms are the same instructions without it.
 inline __m512i unpacklo32(__m512i a, __m512i b) { return _mm512_mask_unpacklo_epi32(a, 0xFFFF, a, b); }
@@ -54,13 +54,13 @@ inline __m512i unpacklo64(__m512i a, __m512i b) { return _mm512_mask_unpacklo_ep
 inline __m512i unpackhi64(__m512i a, __m512i b) { return _mm512_mask_unpackhi_epi64(a, 0xFF, a, b); }
 template <int I>
 inline __m512i lanes128(__m512i a, __m512i b) { return _mm512_mask_shuffle_i32x4(a, 0xFFFF, a, b, I); }
+inline __m512i permute32(__m512i idx, __m512i a) { return _mm512_mask_permutexvar_epi32(a, 0xFFFF, idx, a); }
+inline __m512i shiftl32(__m512i a, __m512i n) { return _mm512_mask_sllv_epi32(a, 0xFFFF, a, n); }
+inline __m512i shiftr32(__m512i a, __m512i n) { return _mm512_mask_srlv_epi32(a, 0xFFFF, a, n); }
 
-// Transposes a 16 x 16 block of 32-bit samples; with Stream the destination rows (whole,
-// 64-byte aligned cache lines) are written with non-temporal stores.
-template <bool Stream>
-inline void ownTranspose16x16_32(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds) {
-    __m512i r[16], t[16];
-    for (int i = 0; i < 16; ++i) r[i] = _mm512_loadu_si512(s + i * ss);
+// Transposes 16 registers of 16 32-bit samples in place: r[i] lane j becomes r[j] lane i.
+inline void ownTranspose16x16_32(__m512i r[16]) {
+    __m512i t[16];
     for (int k = 0; k < 8; ++k) {
         t[2 * k] = unpacklo32(r[2 * k], r[2 * k + 1]);
         t[2 * k + 1] = unpackhi32(r[2 * k], r[2 * k + 1]);
@@ -76,12 +76,50 @@ inline void ownTranspose16x16_32(const uint8_t* s, int64_t ss, uint8_t* d, int64
     for (int q = 0; q < 4; ++q) {
         __m512i x0 = lanes128<0x44>(r[q], r[4 + q]), x1 = lanes128<0xEE>(r[q], r[4 + q]);
         __m512i x2 = lanes128<0x44>(r[8 + q], r[12 + q]), x3 = lanes128<0xEE>(r[8 + q], r[12 + q]);
-        __m512i o[4] = {lanes128<0x88>(x0, x2), lanes128<0xDD>(x0, x2),
-                        lanes128<0x88>(x1, x3), lanes128<0xDD>(x1, x3)};
-        for (int L = 0; L < 4; ++L) {
-            if constexpr (Stream) _mm512_stream_si512((__m512i*)(d + (4 * L + q) * ds), o[L]);
-            else _mm512_storeu_si512(d + (4 * L + q) * ds, o[L]);
-        }
+        t[q] = lanes128<0x88>(x0, x2), t[4 + q] = lanes128<0xDD>(x0, x2);
+        t[8 + q] = lanes128<0x88>(x1, x3), t[12 + q] = lanes128<0xDD>(x1, x3);
+    }
+    for (int i = 0; i < 16; ++i) r[i] = t[i];
+}
+
+// Transposes a 16 x 16 block of 32-bit samples; with Stream the destination rows (whole,
+// 64-byte aligned cache lines) are written with non-temporal stores.
+template <bool Stream>
+inline void ownTranspose16x16_32(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds) {
+    __m512i r[16];
+    for (int i = 0; i < 16; ++i) r[i] = _mm512_loadu_si512(s + i * ss);
+    ownTranspose16x16_32(r);
+    for (int i = 0; i < 16; ++i) {
+        if constexpr (Stream) _mm512_stream_si512((__m512i*)(d + i * ds), r[i]);
+        else _mm512_storeu_si512(d + i * ds, r[i]);
+    }
+}
+
+// Transposes a 16 x 16 block of 3-byte pixels as 32-bit lanes: each source row of 48 bytes is
+// spread to one pixel per lane (lane i = bytes 3i..3i+2, the top byte left over), the lanes are
+// transposed, and each destination row is packed back into 48 bytes. Spreading and packing are
+// dword permutes and variable shifts, which AVX-512F has for whole registers.
+inline void ownTranspose16x16_24(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds) {
+    // Spread: lane i takes its bytes from dwords 3i/4 and 3i/4 + 1, shifted by 8 (3i mod 4).
+    const __m512i lo = _mm512_setr_epi32(0, 0, 1, 2, 3, 3, 4, 5, 6, 6, 7, 8, 9, 9, 10, 11);
+    const __m512i off = _mm512_setr_epi32(0, 24, 16, 8, 0, 24, 16, 8, 0, 24, 16, 8, 0, 24, 16, 8);
+    const __m512i hi = _mm512_add_epi32(lo, _mm512_set1_epi32(1)), back = _mm512_sub_epi32(_mm512_set1_epi32(32), off);
+    __m512i r[16];
+    for (int i = 0; i < 16; ++i) {
+        const __m512i v = _mm512_maskz_loadu_epi32(0x0FFF, s + i * ss);
+        r[i] = _mm512_or_si512(shiftr32(permute32(lo, v), off), shiftl32(permute32(hi, v), back));
+    }
+    ownTranspose16x16_32(r);
+    // Pack: dword j of the row is pixel 4j/3 shifted down by 8 (4j mod 3) joined with the next
+    // pixel shifted up by the rest; pixels are first cut to their three bytes.
+    const __m512i plo = _mm512_setr_epi32(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 0, 0, 0, 0);
+    const __m512i poff = _mm512_setr_epi32(0, 8, 16, 0, 8, 16, 0, 8, 16, 0, 8, 16, 0, 0, 0, 0);
+    const __m512i phi = _mm512_add_epi32(plo, _mm512_set1_epi32(1)), pback = _mm512_sub_epi32(_mm512_set1_epi32(24), poff);
+    const __m512i low3 = _mm512_set1_epi32(0xFFFFFF);
+    for (int i = 0; i < 16; ++i) {
+        const __m512i v = _mm512_and_si512(r[i], low3);
+        const __m512i w = _mm512_or_si512(shiftr32(permute32(plo, v), poff), shiftl32(permute32(phi, v), pback));
+        _mm512_mask_storeu_epi32(d + i * ds, 0x0FFF, w);
     }
 }
 
@@ -106,7 +144,7 @@ template <int S, int C, bool Alpha, bool Stream>
 void ownTransposeTiles(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds, int64_t w, int64_t h,
                        const uint8_t* next = nullptr, int64_t nextW = 0) {
     constexpr int P = S * C;
-    constexpr bool kBytes = P == 1, kWords = P == 4 && !Alpha;
+    constexpr bool kBytes = P == 1, kWords = P == 4 && !Alpha, kTriples = P == 3;
     constexpr int64_t TW = kBytes ? 32 : 16;
     for (int64_t x = 0; x < w; x += TW) {
         const int64_t tw = w - x < TW ? w - x : TW;
@@ -121,6 +159,8 @@ void ownTransposeTiles(const uint8_t* s, int64_t ss, uint8_t* d, int64_t ds, int
                 ownTranspose16x32_8u(sb, ss, db, ds);
             } else if (kWords && th == 16 && tw == TW) {
                 ownTranspose16x16_32<Stream>(sb, ss, db, ds);
+            } else if (kTriples && th == 16 && tw == TW) {
+                ownTranspose16x16_24(sb, ss, db, ds);
             } else {
                 for (int64_t xx = 0; xx < tw; xx += 16)
                     ownTransposeSmall<S, C, Alpha>(sb + xx * P, ss, db + xx * ds, ds, tw - xx < 16 ? tw - xx : 16, th);

@@ -12,7 +12,9 @@
 // restores the caller's register, status flags included, afterwards.
 #pragma once
 
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+// The widening and narrowing intrinsics inlined here pass an undefined operand that GCC 12
+// reports as used uninitialised (the maybe form is off for the whole library); the warning
+// has to be off before the intrinsic headers.
 #pragma GCC diagnostic ignored "-Wuninitialized"
 
 #include <immintrin.h>

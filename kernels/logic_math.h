@@ -10,8 +10,7 @@
 
 namespace zel {
 
-// e^x. Overflow gives +inf, underflow 0 (or the rounded subnormal), -inf gives 0, NaN stays
-// NaN.
+// e^x. Overflow gives +inf, underflow the rounded subnormal or 0, -inf gives 0, NaN stays NaN.
 inline __m512 ownsExp16f(__m512 x) {
     // min/max return their second operand when one is NaN: the NaN goes through.
     x = _mm512_min_ps(_mm512_set1_ps(88.8f), x);
@@ -29,7 +28,21 @@ inline __m512 ownsExp16f(__m512 x) {
     p = _mm512_fmadd_ps(p, r, _mm512_set1_ps(5.0000001201e-1f));
     __m512 y = _mm512_fmadd_ps(p, _mm512_mul_ps(r, r), r);
     y = _mm512_add_ps(y, _mm512_set1_ps(1.0f));
-    return _mm512_scalef_ps(y, n);
+    // The results of lanes with n <= -126 (y lies in [0.7, 1.42], so they are below 2^-125.5)
+    // are built in integer lanes, since a floating-point result below the normal range costs a
+    // microcode assist per lane on many processors:
+    // y 2^(n + 149) is exact and normal, and rounded to an integer (to nearest, ties to even)
+    // it is the result's encoding in units of 2^-149, a subnormal's or, from 2^23, that of a
+    // normal number of the lowest exponent. The same single rounding as scalef; neither path
+    // sees the other's exponents, so no lane ever makes a subnormal. A vector without such a
+    // lane takes the plain scaling alone.
+    const __m512 lowest = _mm512_set1_ps(-125.0f);
+    const __mmask16 tiny = _mm512_cmp_ps_mask(n, lowest, _CMP_LT_OQ);
+    if (!tiny) return _mm512_scalef_ps(y, n);
+    const __m512 big = _mm512_scalef_ps(y, _mm512_max_ps(n, lowest));  // NaN n: -125, y is NaN
+    const __m512 units = _mm512_scalef_ps(y, _mm512_add_ps(_mm512_min_ps(n, lowest), _mm512_set1_ps(149.0f)));
+    const __m512i bits = _mm512_cvt_roundps_epi32(units, _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
+    return _mm512_mask_mov_ps(big, tiny, _mm512_castsi512_ps(bits));
 }
 
 // ln x. ln 0 = -inf, ln of a negative number (or -inf) = NaN, ln +inf = +inf, NaN stays NaN;

@@ -10,10 +10,6 @@
 // the row is read or written.
 #pragma once
 
-// GCC 12 reports the undefined pass-through operand inside the widening and narrowing
-// intrinsics as maybe-uninitialized.
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-
 #include <immintrin.h>
 #include <stdint.h>
 #include <string.h>
@@ -63,7 +59,9 @@ inline __m512i ownsAlphaBits() {
 // The 64 bytes the engine hands to an operation: one 512-bit register, or, for operations that
 // declare `using Vec = Halves`, two 256-bit halves. Operations on 8- and 16-bit lanes have
 // AVX2 instructions only, and splitting a 512-bit register and joining it again costs two
-// shuffles per vector, more than the operation itself.
+// shuffles per vector, more than the operation itself: every such operation (shifts, Abs,
+// complement, the fixed thresholds) takes Halves, its constants included. Only operations
+// that widen samples to 32-bit lanes work on whole registers (ownsWidenU).
 struct Halves {
     __m256i lo, hi;
 };

@@ -13,10 +13,6 @@
 // integer order is the order wanted, so the result does not depend on the order of the scan.
 #pragma once
 
-// GCC 12 reports the deliberately undefined pass-through operand inside several AVX-512
-// intrinsics (_mm512_cvtepu8_epi32, _mm512_min_epi32, ...) as maybe uninitialized.
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-
 #include <immintrin.h>
 #include <stdint.h>
 
@@ -253,27 +249,34 @@ struct Zmm {
 };
 
 // ---- keys of single-precision samples ------------------------------------------------------
-// The bits b of a float, as a signed integer, reordered so that integer order is the IEEE total
-// order: -NaN < -inf < ... < -0 < +0 < ... < +inf < +NaN. Then shifted so that every NaN sorts
-// after every number (the minimum key) or before every number (the maximum key): NaN samples
-// never win over a number, and -0 counts as below +0.
-constexpr int32_t kNanShift = 0x7FFFFF;
+// The bits b of a float, as a signed integer, reordered so that integer order is the ordinary
+// order of the numbers, with -0 and +0 on one key: a non-negative b is its own key, a negative b
+// is minus its magnitude. The NaN patterns land beyond the infinities (-NaN below -inf, +NaN
+// above +inf); the keys are then rotated so that every NaN sorts after every number (the minimum
+// key) or before every number (the maximum key): NaN samples never win over a number. Every
+// key but that of zero gives its sample back; the sign of a zero result is the caller's (see
+// first_zero in stat_terms.h).
+constexpr int32_t kMinShift = 0x800000, kMaxShift = 0x7FFFFF;
 
-inline int32_t total_key(uint32_t b) { return (int32_t)(b ^ ((uint32_t)((int32_t)b >> 31) >> 1)); }
-inline int32_t min_key(float f) { uint32_t b; __builtin_memcpy(&b, &f, 4); return (int32_t)((uint32_t)total_key(b) - kNanShift); }
-inline int32_t max_key(float f) { uint32_t b; __builtin_memcpy(&b, &f, 4); return (int32_t)((uint32_t)total_key(b) + kNanShift); }
-inline float from_total(int32_t k) {
-    uint32_t b = (uint32_t)k ^ ((uint32_t)(k >> 31) >> 1);
+inline int32_t order_key(uint32_t b) {
+    const uint32_t s = (uint32_t)((int32_t)b >> 31);
+    return (int32_t)((b ^ (s >> 1)) - s);
+}
+inline int32_t min_key(float f) { uint32_t b; __builtin_memcpy(&b, &f, 4); return (int32_t)((uint32_t)order_key(b) - kMinShift); }
+inline int32_t max_key(float f) { uint32_t b; __builtin_memcpy(&b, &f, 4); return (int32_t)((uint32_t)order_key(b) + kMaxShift); }
+inline float from_order(int32_t k) {
+    uint32_t b = k >= 0 ? (uint32_t)k : ((uint32_t)k - 1) ^ 0x7FFFFFFFu;
     float f;
     __builtin_memcpy(&f, &b, 4);
     return f;
 }
-inline float from_min_key(int32_t k) { return from_total((int32_t)((uint32_t)k + kNanShift)); }
-inline float from_max_key(int32_t k) { return from_total((int32_t)((uint32_t)k - kNanShift)); }
+inline float from_min_key(int32_t k) { return from_order((int32_t)((uint32_t)k + kMinShift)); }
+inline float from_max_key(int32_t k) { return from_order((int32_t)((uint32_t)k - kMaxShift)); }
+constexpr int32_t kZeroMinKey = -kMinShift, kZeroMaxKey = kMaxShift;
 
-inline __m512i vtotal_key(__m512i b) {
-    __m512i s = _mm512_srli_epi32(_mm512_srai_epi32(b, 31), 1);
-    return _mm512_xor_si512(b, s);
+inline __m512i vorder_key(__m512i b) {
+    __m512i s = _mm512_srai_epi32(b, 31);
+    return _mm512_sub_epi32(_mm512_xor_si512(b, _mm512_srli_epi32(s, 1)), s);
 }
 
 }  // namespace zel::stat

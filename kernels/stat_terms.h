@@ -232,7 +232,7 @@ struct IntKey : Ymm {
 };
 
 // Single-precision samples by their minimum or maximum key (see stat_reduce.h): NaN never wins
-// over a number; -0 is below +0.
+// over a number; -0 and +0 are equal (zero is the key kZero).
 template <bool ForMin>
 struct F32Key : Zmm {
     using Sample = Zel32f;
@@ -240,15 +240,39 @@ struct F32Key : Zmm {
     using Key = int32_t;
     static constexpr int N = 16;
     static constexpr Key lowest = INT32_MIN, highest = INT32_MAX;
+    static constexpr Key kZero = ForMin ? kZeroMinKey : kZeroMaxKey;
     static V vkey(const T* a, const T*) {
-        __m512i k = vtotal_key(_mm512_loadu_si512(a));
-        return ForMin ? _mm512_sub_epi32(k, _mm512_set1_epi32(kNanShift)) : _mm512_add_epi32(k, _mm512_set1_epi32(kNanShift));
+        __m512i k = vorder_key(_mm512_loadu_si512(a));
+        return ForMin ? _mm512_sub_epi32(k, _mm512_set1_epi32(kMinShift)) : _mm512_add_epi32(k, _mm512_set1_epi32(kMaxShift));
     }
     static Key skey(T a, T) { return ForMin ? min_key(a) : max_key(a); }
     static V vmin(V x, V y) { return _mm512_min_epi32(x, y); }
     static V vmax(V x, V y) { return _mm512_max_epi32(x, y); }
     static T value(Key k) { return ForMin ? from_min_key(k) : from_max_key(k); }
 };
+
+// The first sample of channel c (of C interleaved) that equals zero, of either sign, in raster
+// order of a rect of w pixels by h rows: the value of a zero extreme under the ordinary
+// comparison, whose keys do not tell -0 from +0. Searches 16 samples at a time, the row's tail
+// by a masked load, and stops at the first one; +0 when there is none.
+template <int C>
+float first_zero(const float* p, int64_t step, int64_t w, int64_t h, int c) {
+    __mmask16 lanes[C];  // the lanes of channel c in a vector starting at channel r
+    for (int r = 0; r < C; ++r) {
+        lanes[r] = 0;
+        for (int j = 0; j < 16; ++j) lanes[r] |= (__mmask16)(((r + j) % C == c) << j);
+    }
+    const int64_t n = w * C;
+    for (int64_t y = 0; y < h; ++y) {
+        const float* q = row(p, step, y);
+        for (int64_t i = 0; i < n; i += 16) {
+            const __mmask16 m = lanes[i % C] & (n - i >= 16 ? (__mmask16)0xFFFF : (__mmask16)((1u << (n - i)) - 1));
+            const __mmask16 z = _mm512_mask_cmp_ps_mask(m, _mm512_maskz_loadu_ps(m, q + i), _mm512_setzero_ps(), _CMP_EQ_OQ);
+            if (z) return q[i + __builtin_ctz(z)];
+        }
+    }
+    return 0.0f;
+}
 
 // |x| or |a - b| as an unsigned key, for the infinity norms. For 32f the key is the bits of the
 // magnitude: every NaN sorts above +inf, so a NaN anywhere makes the norm NaN.

@@ -12,7 +12,8 @@
 // comparisons say; -0.0 and +0.0 compare equal and the sample is kept.
 //
 // Integer samples are processed as two 256-bit halves (8- and 16-bit lanes are AVX2
-// operations); 32f samples as one 512-bit vector with mask registers. The per-channel
+// operations; the engine hands them over as Halves); 32f samples as one 512-bit vector with
+// mask registers. The per-channel
 // constants are patterns of Period vectors (three for 3-channel layouts, one otherwise),
 // indexed by the phase the engine passes.
 #pragma once
@@ -77,27 +78,32 @@ inline __m512 ownThrFloat(__m512 a, __m512 t1, __m512 v1, __m512 t2, __m512 v2) 
 }
 
 // The engine's operation: holds the four constant patterns (192 bytes each, built with
-// ownsBuildPattern) as vectors and applies the rule to a vector of phase k.
+// ownsBuildPattern) as vectors and applies the rule to a vector of phase k. Integer samples
+// travel as the engine's Halves, loaded and stored as two 256-bit halves, never split from or
+// joined into a 512-bit register (a split and a join cost more than the rule itself).
+// The vector type V of the operation; integer rules declare Vec (Halves) for the engine, 32f
+// takes the engine's default of whole registers.
+template <bool Float> struct ThrVec { using V = Halves; using Vec = Halves; };
+template <> struct ThrVec<true> { using V = __m512i; };
+
 template <ThrRule R, typename T, int Period>
-struct ThrOp {
-    __m512i pat[4][Period];  // t1, v1, t2, v2
+struct ThrOp : ThrVec<std::is_same_v<T, Zel32f>> {
+    static constexpr bool kFloat = std::is_same_v<T, Zel32f>;
+    using V = typename ThrVec<kFloat>::V;
+    V pat[4][Period];  // t1, v1, t2, v2
 
     explicit ThrOp(const uint8_t (*patterns)[192]) {
         for (int j = 0; j < 4; ++j)
-            for (int k = 0; k < Period; ++k) pat[j][k] = _mm512_loadu_si512(patterns[j] + 64 * k);
+            for (int k = 0; k < Period; ++k) ownsVecLoad(patterns[j] + 64 * k, pat[j][k]);
     }
 
-    __m512i operator()(__m512i a, __m512i, int k) const {
-        if constexpr (std::is_same_v<T, Zel32f>) {
-            return _mm512_castps_si512(ownThrFloat<R>(_mm512_castsi512_ps(a), _mm512_castsi512_ps(pat[0][k]),
-                                                      _mm512_castsi512_ps(pat[1][k]), _mm512_castsi512_ps(pat[2][k]),
-                                                      _mm512_castsi512_ps(pat[3][k])));
+    V operator()(const V& a, const V&, int k) const {
+        const V &t1 = pat[0][k], &v1 = pat[1][k], &t2 = pat[2][k], &v2 = pat[3][k];
+        if constexpr (kFloat) {
+            return _mm512_castps_si512(ownThrFloat<R>(_mm512_castsi512_ps(a), _mm512_castsi512_ps(t1), _mm512_castsi512_ps(v1),
+                                                      _mm512_castsi512_ps(t2), _mm512_castsi512_ps(v2)));
         } else {
-            __m256i lo = ownThrHalf<R, T>(ownsLo256(a), ownsLo256(pat[0][k]), ownsLo256(pat[1][k]),
-                                          ownsLo256(pat[2][k]), ownsLo256(pat[3][k]));
-            __m256i hi = ownThrHalf<R, T>(ownsHi256(a), ownsHi256(pat[0][k]), ownsHi256(pat[1][k]),
-                                          ownsHi256(pat[2][k]), ownsHi256(pat[3][k]));
-            return ownsJoin256(lo, hi);
+            return {ownThrHalf<R, T>(a.lo, t1.lo, v1.lo, t2.lo, v2.lo), ownThrHalf<R, T>(a.hi, t1.hi, v1.hi, t2.hi, v2.hi)};
         }
     }
 };

@@ -6,8 +6,10 @@
 // NullPtrErr; a source width or height below 1 → SizeErr; a block width or height below 1 →
 // SizeErr; a step below 1 (source, minimum image, maximum image) → StepErr.
 //
-// 32f samples compare as in Min and Max: NaN never wins over a number and -0 is below +0, so a
-// block of NaN samples alone yields NaN and any number beats it.
+// 32f samples compare as in Min and Max: by the ordinary comparison, and a NaN never wins over a
+// number, so a block of NaN samples alone yields NaN and any number beats it. A zero extreme is
+// the first zero of its block (of the image, for the global ones) in raster order, so +0 and -0
+// come out as the scalar rule that keeps the first of equal samples gives them.
 #include "frame/zel_internal.h"
 #include "kernels/stat_terms.h"
 
@@ -19,6 +21,9 @@ using namespace zel::stat;
 // Keys of one sample for the minimum and for the maximum, and back.
 template <class T> struct BlockKeys {
     using Key = T;
+    static void zero_signs(const T*, int64_t, int64_t, int64_t, int64_t, T*, T*) {}
+    static T global_lo(Key k, const T*, int64_t, int64_t, int64_t) { return k; }
+    static T global_hi(Key k, const T*, int64_t, int64_t, int64_t) { return k; }
     static Key lo(T v) { return v; }
     static Key hi(T v) { return v; }
     static T from_lo(Key k) { return k; }
@@ -30,6 +35,21 @@ template <> struct BlockKeys<Zel32f> {
     static Key hi(float v) { return max_key(v); }
     static float from_lo(Key k) { return from_min_key(k); }
     static float from_hi(Key k) { return from_max_key(k); }
+    // The zero results of one row of blocks (bh rows from s, blocks of bw of the w columns) take
+    // the sign of their first zero.
+    static void zero_signs(const float* s, int64_t step, int64_t w, int64_t bw, int64_t bh, float* lo, float* hi) {
+        for (int64_t bx = 0, x0 = 0; x0 < w; ++bx, x0 += bw) {
+            const int64_t n = w - x0 < bw ? w - x0 : bw;
+            if (lo[bx] == 0.0f) lo[bx] = first_zero<1>(s + x0, step, n, bh, 0);
+            if (hi[bx] == 0.0f) hi[bx] = first_zero<1>(s + x0, step, n, bh, 0);
+        }
+    }
+    static float global_lo(Key k, const float* s, int64_t step, int64_t w, int64_t h) {
+        return k == kZeroMinKey ? first_zero<1>(s, step, w, h, 0) : from_min_key(k);
+    }
+    static float global_hi(Key k, const float* s, int64_t step, int64_t w, int64_t h) {
+        return k == kZeroMaxKey ? first_zero<1>(s, step, w, h, 0) : from_max_key(k);
+    }
 };
 
 constexpr int64_t kStripCols = 2048;
@@ -86,9 +106,10 @@ ZelStatus block_min_max(const T* pSrc, int srcStep, ZeliSize srcSize, T* pDstMin
                 x = end;
             }
         }
+        K::zero_signs(row(pSrc, srcStep, y0), srcStep, w, bw, y1 - y0, dLo, dHi);
     }
-    *pDstGlobalMin = K::from_lo(gLo);
-    *pDstGlobalMax = K::from_hi(gHi);
+    *pDstGlobalMin = K::global_lo(gLo, pSrc, srcStep, w, h);
+    *pDstGlobalMax = K::global_hi(gHi, pSrc, srcStep, w, h);
     return zelStsNoErr;
 }
 

@@ -4,17 +4,20 @@
 // Checks, in order: a null pointer (source, every value and index pointer) → NullPtrErr; width
 // or height below 1 → SizeErr. Steps are not checked (a zero step reads the first row again).
 //
-// 32f samples compare by a total order in which NaN never wins over a number and -0 is below +0:
-// NaN samples are ignored unless every sample of the channel is NaN, in which case the result is
-// a NaN sample of the image (the one the order puts first) and its first position. The order
-// lives in integer keys (kernels/stat_reduce.h), so every path, vector or scalar, body or tail,
-// and every scan order gives the same answer.
+// 32f samples compare by the ordinary comparison, -0 equal to +0, and a NaN never wins over a
+// number: NaN samples are ignored unless every sample of the channel is NaN, in which case the
+// result is a NaN sample of the image (which one depends on the NaN patterns present, never on
+// the path or the scan order) and its first position. Of equal extremes (+0 and -0) the first
+// in raster order is the result. The order lives in integer keys (kernels/stat_reduce.h) that
+// put both zeros on one key, so every path, vector or scalar, body or tail, and every scan
+// order finds the same extreme; a zero extreme takes its sign from the first zero in raster
+// order (first_zero).
 //
 // Indx: each row's extreme per channel is compared with the current one; only a strictly better
 // row extreme moves the recorded row, so the first row holding the final extreme is kept. The
 // scan stops once every channel holds the type's most extreme key (255 for a maximum of 8u,
 // -inf for a minimum of 32f, ...). The column is then the first one in the recorded row whose
-// sample has the extreme's key.
+// sample has the extreme's key, and the value is that sample.
 #include "frame/zel_internal.h"
 #include "kernels/stat_terms.h"
 
@@ -30,6 +33,15 @@ template <class T, int C, bool WantMin, bool WantMax>
 using Reducer = ExtReducer<std::conditional_t<WantMin, typename Keys<T>::Min, NoKey>,
                            std::conditional_t<WantMax, typename Keys<T>::Max, NoKey>, C>;
 
+// The sample an extreme key of channel c stands for: the first zero in raster order for the
+// zero key of 32f, which both zeros share.
+template <class KOp, int C, class T>
+T value_of(typename KOp::Key k, const T* p, int step, ZeliSize roi, int c) {
+    if constexpr (std::is_same_v<T, Zel32f>)
+        if (k == KOp::kZero) return first_zero<C>(p, step, roi.width, roi.height, c);
+    return KOp::value(k);
+}
+
 // Minimum and/or maximum of the first Out channels.
 template <class T, int C, int Out, bool WantMin, bool WantMax>
 void extremes(const T* p, int step, ZeliSize roi, T* pMin, T* pMax) {
@@ -39,12 +51,12 @@ void extremes(const T* p, int step, ZeliSize roi, T* pMin, T* pMax) {
     if constexpr (WantMin) {
         typename Keys<T>::Min::Key k[C];
         r.fold_min(k);
-        for (int c = 0; c < Out; ++c) pMin[c] = Keys<T>::Min::value(k[c]);
+        for (int c = 0; c < Out; ++c) pMin[c] = value_of<typename Keys<T>::Min, C>(k[c], p, step, roi, c);
     }
     if constexpr (WantMax) {
         typename Keys<T>::Max::Key k[C];
         r.fold_max(k);
-        for (int c = 0; c < Out; ++c) pMax[c] = Keys<T>::Max::value(k[c]);
+        for (int c = 0; c < Out; ++c) pMax[c] = value_of<typename Keys<T>::Max, C>(k[c], p, step, roi, c);
     }
 }
 
@@ -104,7 +116,7 @@ ZelStatus indx_of(const T* pSrc, int srcStep, ZeliSize roi, T* pValue, int* pInd
         const T* p = row(pSrc, srcStep, at[c]);
         int64_t x = 0;
         while (x < w - 1 && KOp::skey(p[x * C + c], p[x * C + c]) != cur[c]) ++x;
-        pValue[c] = KOp::value(cur[c]);
+        pValue[c] = p[x * C + c];
         pIndexX[c] = (int)x;
         pIndexY[c] = (int)at[c];
     }

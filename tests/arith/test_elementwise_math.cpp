@@ -24,6 +24,7 @@ void sweep(Fn fn, double (*ref)(double), uint32_t lo, uint32_t hi, uint32_t stri
 TEST(ElementwiseMath, WithinOneUlpOverTheirRanges) {
     sweep(zeliExp_32f_C1R, exp, 0x00000000u, 0x42B20000u, 37);  // 0 .. 89
     sweep(zeliExp_32f_C1R, exp, 0x80000000u, 0xC2D00000u, 37);  // -0 .. -104
+    sweep(zeliExp_32f_C1R, exp, 0xC2AA0000u, 0xC2D00000u, 3);   // -85 .. -104: subnormal and zero results
     sweep(zeliLn_32f_C1R, log, 0x00000001u, 0x7F7FFFFFu, 101);  // subnormals to max
     sweep(zeliLn_32f_C1R, log, 0x3F400000u, 0x3FC00000u, 3);    // around 1
 }

@@ -1,8 +1,9 @@
 // Extremes and their positions, element-wise extremes, block extremes and column dot products
 // against reference models written from the rules, on random geometry in guard-page regions.
 //
-// The 32f rule under test, on every path: NaN samples never win over a number (a channel of
-// NaN samples only yields NaN), and -0 counts as below +0.
+// The 32f rule under test, on every path: the ordinary comparison, NaN samples never win over a
+// number (a channel of NaN samples only yields NaN), and of equal extremes (+0 and -0) the first
+// in raster order is the result.
 #include "stat_members.h"
 
 namespace {
@@ -20,11 +21,11 @@ S sampleOf(const Member& m, const uint8_t* p) {
     return s;
 }
 
-// True when a beats b for a minimum (a maximum when max): numbers beat NaN, -0 is below +0.
+// True when a beats b for a minimum (a maximum when max): numbers beat NaN, otherwise the
+// ordinary comparison, under which -0 equals +0.
 bool beats(S a, S b, bool max) {
     bool na = std::isnan(a.v), nb = std::isnan(b.v);
     if (na || nb) return !na && nb;
-    if (a.v == b.v) return std::signbit(max ? b.v : a.v) && !std::signbit(max ? a.v : b.v);
     return max ? a.v > b.v : a.v < b.v;
 }
 
@@ -152,7 +153,13 @@ TEST(StatBlockMinMax, MatchModel) {
             fillTies(s, m, rng, true);
             lo.randomize(rng), hi.randomize(rng), g.randomize(rng);
             zt::Shadow shadow({&s, &lo, &hi, &g});
-            S glo{}, ghi{};
+            S glo = sampleOf(m, s.origin()), ghi = glo;
+            for (int y = 0; y < src.height; ++y)
+                for (int x = 0; x < src.width; ++x) {
+                    S v = sampleOf(m, s.row(y) + x * sb);
+                    if (beats(v, glo, false)) glo = v;
+                    if (beats(v, ghi, true)) ghi = v;
+                }
             for (int j = 0; j < by; ++j)
                 for (int i = 0; i < bx; ++i) {
                     S l = sampleOf(m, s.row(j * blk.height) + i * blk.width * sb), h = l;
@@ -164,8 +171,6 @@ TEST(StatBlockMinMax, MatchModel) {
                         }
                     memcpy(shadow(lo.row(j)) + i * sb, &l.bits, sb);
                     memcpy(shadow(hi.row(j)) + i * sb, &h.bits, sb);
-                    if ((i == 0 && j == 0) || beats(l, glo, false)) glo = l;
-                    if ((i == 0 && j == 0) || beats(h, ghi, true)) ghi = h;
                 }
             memcpy(shadow(g.origin()), &glo.bits, sb);
             memcpy(shadow(g.origin()) + sb, &ghi.bits, sb);
@@ -204,6 +209,110 @@ void dotProdColTrials(void* fn) {
 TEST(StatDotProdCol, MatchFusedRule) {
     for (const Member& m : st::members({"DotProdCol"}))
         zt::withType(m.type, [&](auto tag) { dotProdColTrials<typename decltype(tag)::type>(m.fn); });
+}
+
+// ---- signed zeros and NaN on every 32f extremum path ------------------------------------------
+
+const float qn = NAN;
+
+// Samples in raster order of an image w pixels wide, and the index of the sample each extreme
+// must report (-1: NaN samples only, the first position of the NaN reported).
+struct ZeroRow {
+    std::vector<float> v;
+    int w, minAt, maxAt;
+};
+const ZeroRow kZeroRows[] = {
+    {{-0.0f, 0.0f}, 2, 0, 0},
+    {{0.0f, -0.0f}, 2, 0, 0},
+    {{qn, 0.0f, -0.0f}, 3, 1, 1},
+    {{-0.0f, qn, 0.0f, -0.0f}, 4, 0, 0},
+    {{1.0f, qn, -0.0f, 1.0f, 0.0f, -2.0f}, 6, 5, 0},
+    {{1.0f, -0.0f, 0.0f, 1.0f}, 2, 1, 0},   // the zero of the first row, though its column is later
+    {{0.0f, 1.0f, -0.0f, -0.0f}, 2, 0, 1},
+    {{-INFINITY, qn, INFINITY}, 3, 0, 2},
+    {{qn, -qn}, 2, -1, -1},
+};
+
+// Where a row's samples go: as one image row or down one column, and spread over a wider row of
+// NaN samples (which never win) so that equal samples fall in different lanes, chunks and tails.
+struct Layout {
+    const char* name;
+    bool column;
+    int off, stride, tail;
+};
+const Layout kLayouts[] = {{"row", false, 0, 1, 0}, {"column", true, 0, 1, 0}, {"lanes", false, 3, 61, 9},
+                           {"tail", false, 130, 1, 0}, {"spread", false, 5, 17, 100}};
+
+TEST(StatExtremes, SignedZerosAndNanOnEveryPath) {
+    std::vector<Member> ms;
+    for (const Member& m : st::members({"Min, Max, MinMax, MinIndx, MaxIndx, BlockMinMax"}))
+        if (m.isFloat) ms.push_back(m);
+    for (const ZeroRow& r : kZeroRows)
+        for (const Layout& l : kLayouts) {
+            const int n = (int)r.v.size(), w0 = l.column ? 1 : r.w, h = n / w0;
+            if (l.column && r.w != n) continue;
+            const int w = l.off + (w0 - 1) * l.stride + 1 + l.tail;
+            auto xOf = [&](int i) { return l.off + (i % w0) * l.stride; };
+            for (const Member& m : ms) {
+                SCOPED_TRACE(::testing::Message() << m.name << " " << l.name << " row of " << n << " from " << r.v[0]);
+                const int C = m.channels, step = w * C * 4;
+                std::vector<float> img((size_t)w * h * C, qn);
+                for (int i = 0; i < n; ++i)
+                    for (int c = 0; c < C; ++c) img[((size_t)(i / w0) * w + xOf(i)) * C + c] = r.v[i];
+                float got[2][4], blk[2];
+                int ix[4], iy[4];
+                const float* p = img.data();
+                const ZeliSize roi{w, h};
+                ZelStatus st = m.op == "MinMax" ? zt::invoke(m.fn, p, step, roi, got[0], got[1])
+                               : m.op == "BlockMinMax" ? zt::invoke(m.fn, p, step, roi, blk, 4, blk + 1, 4, roi, got[0], got[1])
+                               : m.op.find("Indx") != std::string::npos ? zt::invoke(m.fn, p, step, roi, got[0], ix, iy)
+                                                                         : zt::invoke(m.fn, p, step, roi, got[0]);
+                ASSERT_EQ(st, zelStsNoErr);
+                const bool both = m.op == "MinMax" || m.op == "BlockMinMax";
+                for (int k = 0; k < (both ? 2 : 1); ++k) {
+                    const bool max = both ? k == 1 : m.op.rfind("Max", 0) == 0;
+                    const int at = max ? r.maxAt : r.minAt;
+                    for (int c = 0; c < m.used; ++c) {
+                        if (at >= 0) {
+                            EXPECT_EQ(zt::bitsOf(got[k][c]), zt::bitsOf(r.v[at])) << (max ? "max" : "min");
+                        } else {
+                            EXPECT_TRUE(std::isnan(got[k][c]));
+                        }
+                        if (m.op == "BlockMinMax") {
+                            EXPECT_EQ(zt::bitsOf(blk[k]), zt::bitsOf(got[k][c]));
+                        }
+                        if (m.op.find("Indx") == std::string::npos) continue;
+                        int first = 0;  // the first sample of the reported bits
+                        while (first < (int)img.size() / C - 1 && zt::bitsOf(img[(size_t)first * C + c]) != zt::bitsOf(got[k][c])) ++first;
+                        EXPECT_EQ(ix[c], at >= 0 ? xOf(at) : first % w);
+                        EXPECT_EQ(iy[c], at >= 0 ? at / w0 : first / w);
+                    }
+                }
+            }
+        }
+}
+
+// Pairs of (kept, other) samples and the element-wise minimum and maximum of them.
+TEST(StatEvery, SignedZerosAndNan) {
+    const float pairs[][4] = {{-0.0f, 0.0f, -0.0f, -0.0f}, {0.0f, -0.0f, 0.0f, 0.0f}, {qn, 1.0f, 1.0f, 1.0f},
+                              {1.0f, qn, 1.0f, 1.0f},      {qn, -qn, qn, qn},         {-INFINITY, qn, -INFINITY, -INFINITY}};
+    for (const Member& m : st::members({"MinEvery, MaxEvery"})) {
+        if (!m.isFloat) continue;
+        SCOPED_TRACE(m.name);
+        const bool max = m.op == "MaxEvery";
+        for (const auto& pr : pairs) {
+            const int w = 37, n = w * m.channels, step = n * 4;  // a vector body and a tail
+            std::vector<float> kept(n, pr[0]), other(n, pr[1]), dst(n, 5.0f);
+            ZelStatus st = m.inPlace ? zt::invoke(m.fn, (const float*)other.data(), step, kept.data(), step, ZeliSize{w, 1})
+                                     : zt::invoke(m.fn, (const float*)kept.data(), step, (const float*)other.data(), step, dst.data(), step, ZeliSize{w, 1});
+            ASSERT_EQ(st, zelStsNoErr);
+            const std::vector<float>& out = m.inPlace ? kept : dst;
+            for (int i = 0; i < n; ++i) {
+                const float want = m.used < m.channels && i % 4 == 3 ? pr[0] : pr[max ? 3 : 2];
+                ASSERT_EQ(zt::bitsOf(out[i]), zt::bitsOf(want)) << "kept " << pr[0] << " other " << pr[1] << " sample " << i;
+            }
+        }
+    }
 }
 
 // A first row of the type's extreme in every channel stops the scan: the rows after it lie past
