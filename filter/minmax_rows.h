@@ -233,6 +233,24 @@ inline void ownMmTaps(void* d, const typename Ln::T* s, int64_t off, int m, int6
         });
 }
 
+// d[i] = the extremum of the keys of r[j][i] over the m source rows, i < n (keys written).
+template <typename Ln, int M = 0>
+inline void ownMmRowsEnc(typename Ln::K* d, const typename Ln::T* const* r, int m, int64_t n) {
+    if constexpr (M > 0) m = M;
+    ownMmLoop<Ln, MmOut::Keys>(
+        d, n, true,
+        [&](int64_t i) __attribute__((always_inline)) {
+            typename Ln::V v = Ln::loadEnc(r[0] + i);
+            for (int j = 1; j < m; ++j) v = Ln::vext(v, Ln::loadEnc(r[j] + i));
+            Ln::store(d + i, v);
+        },
+        [&](int64_t i) __attribute__((always_inline)) {
+            typename Ln::K k = Ln::enc(r[0][i]);
+            for (int j = 1; j < m; ++j) k = Ln::ext(k, Ln::enc(r[j][i]));
+            d[i] = k;
+        });
+}
+
 // The same with the short counts unrolled.
 template <typename Ln, MmOut O>
 inline void ownMmRowsN(void* d, const typename Ln::K* const* r, int m, int64_t n) {
@@ -241,6 +259,7 @@ inline void ownMmRowsN(void* d, const typename Ln::K* const* r, int m, int64_t n
         case 2: return ownMmRows<Ln, O, 2>(d, r, 2, n);
         case 3: return ownMmRows<Ln, O, 3>(d, r, 3, n);
         case 4: return ownMmRows<Ln, O, 4>(d, r, 4, n);
+        case 5: return ownMmRows<Ln, O, 5>(d, r, 5, n);
         default: return ownMmRows<Ln, O>(d, r, m, n);
     }
 }
@@ -252,6 +271,18 @@ inline void ownMmTapsN(void* d, const typename Ln::T* s, int64_t off, int m, int
         case 3: return ownMmTaps<Ln, O, 3>(d, s, off, 3, n);
         case 4: return ownMmTaps<Ln, O, 4>(d, s, off, 4, n);
         default: return ownMmTaps<Ln, O>(d, s, off, m, n);
+    }
+}
+
+template <typename Ln>
+inline void ownMmRowsEncN(typename Ln::K* d, const typename Ln::T* const* r, int m, int64_t n) {
+    switch (m) {
+        case 1: return ownMmRowsEnc<Ln, 1>(d, r, 1, n);
+        case 2: return ownMmRowsEnc<Ln, 2>(d, r, 2, n);
+        case 3: return ownMmRowsEnc<Ln, 3>(d, r, 3, n);
+        case 4: return ownMmRowsEnc<Ln, 4>(d, r, 4, n);
+        case 5: return ownMmRowsEnc<Ln, 5>(d, r, 5, n);
+        default: return ownMmRowsEnc<Ln>(d, r, m, n);
     }
 }
 
