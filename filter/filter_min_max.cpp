@@ -35,7 +35,7 @@ using namespace zel;
 constexpr int kTapsMaxWidth = 4;   // wider masks double runs along the row
 constexpr int kRowsMaxHeight = 4;  // taller masks take the block method down the columns
 constexpr int kDirectMax = 5;      // masks up to this size on both sides may take the direct kernel
-constexpr int kDirectChunk = 384;  // samples per chunk of the direct kernel: whole pixels of 3 or 4
+constexpr int kDirectChunkBytes = 3072;  // keys per chunk of the direct kernel: whole pixels of 3 or 4
 
 int64_t r8(int64_t n) { return (n + 7) & ~(int64_t)7; }
 int64_t r32(int64_t n) { return (n + 31) & ~(int64_t)31; }
@@ -202,14 +202,20 @@ struct MinMax {
         }
     }
 
-    // Small masks, when the border ring for kh rows fits the buffer: for each destination row and
+    // Small masks on floating samples, when the border ring for kh rows fits the buffer: for each destination row and
     // segment, the extremum of the kh source rows into a chunk of keys on the stack, then of kw
     // shifted loads of that chunk into the destination. No row of the whole width is written
     // besides the destination, so the work stays in the first-level cache.
-    static void direct(BorderRows& rows, T* dst, int64_t dstStepE, int H, int kw, int kh) {
+    static void direct(BorderRows& rows, const T* src, int srcStep, int W, T* dst, int64_t dstStepE, int H, int kw,
+                       int kh) {
+        constexpr int64_t kDirectChunk = kDirectChunkBytes / sizeof(K);
         alignas(64) K col[kDirectChunk + 4 * (kDirectMax - 1)];
         const int top = rows.extent().top, left = rows.extent().left;
         for (int64_t y = 0; y < H; ++y) {
+            if (y + kh - top < H) {  // the row the next destination row adds, ahead of its loads
+                const char* p = (const char*)row(src, srcStep, y + kh - top);
+                for (int64_t b = 0; b < (int64_t)W * C * (int64_t)sizeof(T); b += 64) _mm_prefetch(p + b, _MM_HINT_T0);
+            }
             for (int s = 0; s < rows.segments(); ++s) {
                 const auto seg = rows.segment(s);
                 const T* r[kDirectMax];
@@ -247,10 +253,10 @@ struct MinMax {
         }
         const BorderExtent e = ownCentredExtent(kw, kh);
         const int64_t budget = ownMinMaxBufferSize(roi, mask, P, sizeof(T) == 4);
-        if (kw <= kDirectMax && kh <= kDirectMax && BorderRows::bufferSize(W, (int)P, e, kh) <= budget) {
+        if (Ln::kFloat && kw <= kDirectMax && kh <= kDirectMax && BorderRows::bufferSize(W, (int)P, e, kh) <= budget) {
             BorderRows rows;
             rows.init(pSrc, srcStep, sizeof(T), C, W, H, e, arg, value, Alpha ? 3 : C, pBuffer, 0, W, kh);
-            direct(rows, pDst, dstStepE, H, kw, kh);
+            direct(rows, pSrc, srcStep, W, pDst, dstStepE, H, kw, kh);
             return zelStsNoErr;
         }
         const MmPlan plan = choosePlan(W, kw, kh, Ln::kFloat, (int64_t)C * sizeof(K), e, budget);

@@ -128,6 +128,13 @@ struct MmLanesFloat {
         if (!Max) k = _mm512_xor_si512(k, set1(-1));
         return blend(isNaN(_mm512_and_si512(u, top)), k, top);
     }
+    // The key of u without the NaN rule (a NaN gets some key), and the bits that tell a NaN: a
+    // window holds a NaN exactly when the maximum of its nanBits exceeds kInf.
+    static V rawKey(V u) {
+        if constexpr (sizeof(I) == 4) return _mm512_ternarylogic_epi32(u, sra(u), set1(kTop), Max ? 0x78 : 0x87);
+        else return _mm512_ternarylogic_epi64(u, sra(u), set1(kTop), Max ? 0x78 : 0x87);
+    }
+    static V nanBits(V u) { return _mm512_and_si512(u, set1(kTop)); }
     static V decode(V k) {
         const V top = set1(kTop);
         __mmask16 nan;
@@ -240,9 +247,19 @@ inline void ownMmRowsEnc(typename Ln::K* d, const typename Ln::T* const* r, int 
     ownMmLoop<Ln, MmOut::Keys>(
         d, n, true,
         [&](int64_t i) __attribute__((always_inline)) {
-            typename Ln::V v = Ln::loadEnc(r[0] + i);
-            for (int j = 1; j < m; ++j) v = Ln::vext(v, Ln::loadEnc(r[j] + i));
-            Ln::store(d + i, v);
+            if constexpr (Ln::kFloat) {  // the NaN rule applied once to the extremum of the rows
+                typename Ln::V u = _mm512_loadu_si512(r[0] + i), v = Ln::rawKey(u), a = Ln::nanBits(u);
+                for (int j = 1; j < m; ++j) {
+                    u = _mm512_loadu_si512(r[j] + i);
+                    v = Ln::vext(v, Ln::rawKey(u));
+                    a = Ln::vext(a, Ln::nanBits(u));
+                }
+                Ln::store(d + i, Ln::blend(Ln::isNaN(a), v, Ln::set1(Ln::kTop)));
+            } else {
+                typename Ln::V v = Ln::loadEnc(r[0] + i);
+                for (int j = 1; j < m; ++j) v = Ln::vext(v, Ln::loadEnc(r[j] + i));
+                Ln::store(d + i, v);
+            }
         },
         [&](int64_t i) __attribute__((always_inline)) {
             typename Ln::K k = Ln::enc(r[0][i]);
