@@ -18,6 +18,10 @@
 //   one step of the running row and one join with the suffix row: three operations per
 //   sample, whatever the height.
 //
+// - Small masks on floating samples (up to 5x5): a direct kernel, column extrema of the source
+//   rows into a chunk of keys on the stack and row extrema of that chunk into the destination,
+//   with a border ring of maskHeight rows where that fits the buffer.
+//
 // Borders come from the border component (filter/border_rows.h) with a ring of one row: the
 // row pass is done with each source row before it asks for the next. The work fits the size
 // the query reports for every ROI and mask; where the ring for the whole width would not fit
