@@ -18,6 +18,10 @@
 //   one step of the running row and one join with the suffix row: three operations per
 //   sample, whatever the height.
 //
+// - Small masks on floating samples (up to 5x5): a direct kernel, column extrema of the source
+//   rows into a chunk of keys on the stack and row extrema of that chunk into the destination,
+//   with a border ring of maskHeight rows where that fits the buffer.
+//
 // Borders come from the border component (filter/border_rows.h) with a ring of one row: the
 // row pass is done with each source row before it asks for the next. The work fits the size
 // the query reports for every ROI and mask; where the ring for the whole width would not fit
@@ -34,6 +38,8 @@ using namespace zel;
 
 constexpr int kTapsMaxWidth = 4;   // wider masks double runs along the row
 constexpr int kRowsMaxHeight = 4;  // taller masks take the block method down the columns
+constexpr int kDirectMax = 5;      // masks up to this size on both sides may take the direct kernel
+constexpr int kDirectChunkBytes = 3072;  // keys per chunk of the direct kernel: whole pixels of 3 or 4
 
 int64_t r8(int64_t n) { return (n + 7) & ~(int64_t)7; }
 int64_t r32(int64_t n) { return (n + 31) & ~(int64_t)31; }
@@ -200,6 +206,39 @@ struct MinMax {
         }
     }
 
+    // Small masks on floating samples, when the border ring for kh rows fits the buffer: for each destination row and
+    // segment, the extremum of the kh source rows into a chunk of keys on the stack, then of kw
+    // shifted loads of that chunk into the destination. No row of the whole width is written
+    // besides the destination, so the work stays in the first-level cache.
+    static void direct(BorderRows& rows, const T* src, int srcStep, int W, T* dst, int64_t dstStepE, int H, int kw,
+                       int kh) {
+        constexpr int64_t kDirectChunk = kDirectChunkBytes / sizeof(K);
+        alignas(64) K col[kDirectChunk + 4 * (kDirectMax - 1)];
+        const int top = rows.extent().top, left = rows.extent().left;
+        for (int64_t y = 0; y < H; ++y) {
+            if (y + kh - top < H) {  // the row the next destination row adds, ahead of its loads
+                const char* p = (const char*)row(src, srcStep, y + kh - top);
+                for (int64_t b = 0; b < (int64_t)W * C * (int64_t)sizeof(T); b += 64) _mm_prefetch(p + b, _MM_HINT_T0);
+            }
+            for (int s = 0; s < rows.segments(); ++s) {
+                const auto seg = rows.segment(s);
+                const T* r[kDirectMax];
+                for (int j = 0; j < kh; ++j) r[j] = rows.rowAs<T>(y - top + j, s) + (int64_t)(seg.x0 - left) * C;
+                const int64_t len = (int64_t)(seg.x1 - seg.x0) * C;
+                T* d = dst + y * dstStepE + (int64_t)seg.x0 * C;
+                for (int64_t c = 0; c < len; c += kDirectChunk) {
+                    const int64_t n = len - c < kDirectChunk ? len - c : kDirectChunk;
+                    const T* rc[kDirectMax];
+                    for (int j = 0; j < kh; ++j) rc[j] = r[j] + c;
+                    ownMmRowsEncN<Ln>(col, rc, kh, n + (int64_t)(kw - 1) * C);
+                    const K* h[kDirectMax];
+                    for (int j = 0; j < kw; ++j) h[j] = col + j * C;
+                    ownMmRowsN<Ln, kOut>(d + c, h, kw, n);
+                }
+            }
+        }
+    }
+
     static ZelStatus run(const T* pSrc, int srcStep, T* pDst, int dstStep, ZeliSize roi, ZeliSize mask,
                          ZeliBorderType border, const T* value, Zel8u* pBuffer) {
         if (!pSrc || !pDst || !pBuffer) return zelStsNullPtrErr;
@@ -217,8 +256,14 @@ struct MinMax {
             return zelStsNoErr;
         }
         const BorderExtent e = ownCentredExtent(kw, kh);
-        const MmPlan plan = choosePlan(W, kw, kh, Ln::kFloat, (int64_t)C * sizeof(K), e,
-                                       ownMinMaxBufferSize(roi, mask, P, sizeof(T) == 4));
+        const int64_t budget = ownMinMaxBufferSize(roi, mask, P, sizeof(T) == 4);
+        if (Ln::kFloat && kw <= kDirectMax && kh <= kDirectMax && BorderRows::bufferSize(W, (int)P, e, kh) <= budget) {
+            BorderRows rows;
+            rows.init(pSrc, srcStep, sizeof(T), C, W, H, e, arg, value, Alpha ? 3 : C, pBuffer, 0, W, kh);
+            direct(rows, pSrc, srcStep, W, pDst, dstStepE, H, kw, kh);
+            return zelStsNoErr;
+        }
+        const MmPlan plan = choosePlan(W, kw, kh, Ln::kFloat, (int64_t)C * sizeof(K), e, budget);
         for (int bx0 = 0; bx0 < W; bx0 += plan.bw) {
             Band b;
             b.bx0 = bx0, b.bw = W - bx0 < plan.bw ? W - bx0 : plan.bw, b.kw = kw, b.kh = kh;

@@ -128,6 +128,13 @@ struct MmLanesFloat {
         if (!Max) k = _mm512_xor_si512(k, set1(-1));
         return blend(isNaN(_mm512_and_si512(u, top)), k, top);
     }
+    // The key of u without the NaN rule (a NaN gets some key), and the bits that tell a NaN: a
+    // window holds a NaN exactly when the maximum of its nanBits exceeds kInf.
+    static V rawKey(V u) {
+        if constexpr (sizeof(I) == 4) return _mm512_ternarylogic_epi32(u, sra(u), set1(kTop), Max ? 0x78 : 0x87);
+        else return _mm512_ternarylogic_epi64(u, sra(u), set1(kTop), Max ? 0x78 : 0x87);
+    }
+    static V nanBits(V u) { return _mm512_and_si512(u, set1(kTop)); }
     static V decode(V k) {
         const V top = set1(kTop);
         __mmask16 nan;
@@ -233,6 +240,34 @@ inline void ownMmTaps(void* d, const typename Ln::T* s, int64_t off, int m, int6
         });
 }
 
+// d[i] = the extremum of the keys of r[j][i] over the m source rows, i < n (keys written).
+template <typename Ln, int M = 0>
+inline void ownMmRowsEnc(typename Ln::K* d, const typename Ln::T* const* r, int m, int64_t n) {
+    if constexpr (M > 0) m = M;
+    ownMmLoop<Ln, MmOut::Keys>(
+        d, n, true,
+        [&](int64_t i) __attribute__((always_inline)) {
+            if constexpr (Ln::kFloat) {  // the NaN rule applied once to the extremum of the rows
+                typename Ln::V u = _mm512_loadu_si512(r[0] + i), v = Ln::rawKey(u), a = Ln::nanBits(u);
+                for (int j = 1; j < m; ++j) {
+                    u = _mm512_loadu_si512(r[j] + i);
+                    v = Ln::vext(v, Ln::rawKey(u));
+                    a = Ln::vext(a, Ln::nanBits(u));
+                }
+                Ln::store(d + i, Ln::blend(Ln::isNaN(a), v, Ln::set1(Ln::kTop)));
+            } else {
+                typename Ln::V v = Ln::loadEnc(r[0] + i);
+                for (int j = 1; j < m; ++j) v = Ln::vext(v, Ln::loadEnc(r[j] + i));
+                Ln::store(d + i, v);
+            }
+        },
+        [&](int64_t i) __attribute__((always_inline)) {
+            typename Ln::K k = Ln::enc(r[0][i]);
+            for (int j = 1; j < m; ++j) k = Ln::ext(k, Ln::enc(r[j][i]));
+            d[i] = k;
+        });
+}
+
 // The same with the short counts unrolled.
 template <typename Ln, MmOut O>
 inline void ownMmRowsN(void* d, const typename Ln::K* const* r, int m, int64_t n) {
@@ -241,6 +276,7 @@ inline void ownMmRowsN(void* d, const typename Ln::K* const* r, int m, int64_t n
         case 2: return ownMmRows<Ln, O, 2>(d, r, 2, n);
         case 3: return ownMmRows<Ln, O, 3>(d, r, 3, n);
         case 4: return ownMmRows<Ln, O, 4>(d, r, 4, n);
+        case 5: return ownMmRows<Ln, O, 5>(d, r, 5, n);
         default: return ownMmRows<Ln, O>(d, r, m, n);
     }
 }
@@ -252,6 +288,18 @@ inline void ownMmTapsN(void* d, const typename Ln::T* s, int64_t off, int m, int
         case 3: return ownMmTaps<Ln, O, 3>(d, s, off, 3, n);
         case 4: return ownMmTaps<Ln, O, 4>(d, s, off, 4, n);
         default: return ownMmTaps<Ln, O>(d, s, off, m, n);
+    }
+}
+
+template <typename Ln>
+inline void ownMmRowsEncN(typename Ln::K* d, const typename Ln::T* const* r, int m, int64_t n) {
+    switch (m) {
+        case 1: return ownMmRowsEnc<Ln, 1>(d, r, 1, n);
+        case 2: return ownMmRowsEnc<Ln, 2>(d, r, 2, n);
+        case 3: return ownMmRowsEnc<Ln, 3>(d, r, 3, n);
+        case 4: return ownMmRowsEnc<Ln, 4>(d, r, 4, n);
+        case 5: return ownMmRowsEnc<Ln, 5>(d, r, 5, n);
+        default: return ownMmRowsEnc<Ln>(d, r, m, n);
     }
 }
 
