@@ -221,7 +221,7 @@ ZelStatus box(const T* pSrc, int srcStep, Out* pDst, int dstStep, ZeliSize roi, 
                 // 32-bit sums four times the source: large results stream past the caches.
                 const bool stream = !inPlace && ownsUseStreamingComputed((int64_t)w * roi.height * N * 5, false);
                 call.template run<uint16_t>([&](const uint16_t* col, Out* d) {
-                    ownWindowRow16Levels<N, true>((uint16_t*)col, stride, w, kw, 3, Sum16Emit<Alpha>{d, stream});
+                    ownWindowRow16Levels<N>((uint16_t*)col, stride, w, kw, Sum16Emit<Alpha>{d, stream});
                 });
                 if (stream) _mm_sfence();
             } else if constexpr (sizeof(T) == 1) {
@@ -230,17 +230,9 @@ ZelStatus box(const T* pSrc, int srcStep, Out* pDst, int dstStep, ZeliSize roi, 
                     call.template run<uint16_t>([&](const uint16_t* col, Out* d) { ownBoxMeanRow8u<N, Alpha>(col, w, kw, m, d); });
                 else
                     call.template run<uint16_t>([&](const uint16_t* col, Out* d) {
-                        ownWindowRow16Levels<N, true>((uint16_t*)col, stride, w, kw, 3, Mean8uEmit<Alpha>{d, m});
+                        ownWindowRow16Levels<N>((uint16_t*)col, stride, w, kw, Mean8uEmit<Alpha>{d, m});
                     });
             }
-        } else if (sizeof(T) == 1 && mask.height <= 32 && kw <= 64) {
-            // Column sums and the level rows (sums of up to 8 column sums) fit 16 bits; the
-            // window sums are formed in 32-bit lanes.
-            const int64_t stride = ((int64_t)w + kw - 1) * N + 16;
-            if constexpr (sizeof(T) == 1)
-                call.template run<uint16_t>([&](const uint16_t* col, Out* d) {
-                    ownWindowRow16Levels<N, false>((uint16_t*)col, stride, w, kw, 3, BoxEmit<Out, Alpha, kKind>{d, r});
-                });
         } else if (area <= kInt32Max / kMaxAbs) {
             call.template run<int32_t>(sliding(I32Lanes{}, emit));
         } else {

@@ -282,17 +282,16 @@ inline __m256i ownMean8u(const Mean16& m, __m256i s) {
     return _mm512_cvtusepi32_epi16(_mm512_maskz_cvt_roundps_epi32(0xFFFF, q, kRoundNear));
 }
 
-// Window sums of one row of 16-bit samples, as ownWindowRow, without shuffles: rows of the sums
-// of 2, 4 and 8 neighbouring pixels of a channel are stored after `in` (level b at
-// in + b * stride, each stride samples long; at most maxLevels levels, so that their sums fit
-// 16 bits), then every window sum is a few loads of them. Narrow: the sums modulo 2^16 in 16-bit
-// lanes (exact when every window sum is below 2^16); else exact sums in 32-bit lanes.
-// emit(i0, sums, lanes). `in` holds (w + k - 1) N samples and stride >= (w + k - 1) N + 16.
-template <int N, bool Narrow, class Emit>
-inline void ownWindowRow16Levels(uint16_t* in, int64_t stride, int64_t w, int64_t k, int maxLevels, Emit&& emit) {
+// Window sums of one row of 16-bit samples, as ownWindowRow, modulo 2^16 in 16-bit lanes (so
+// exact when every window sum is below 2^16), without shuffles: rows of the sums of 2, 4 and 8
+// neighbouring pixels of a channel are stored after `in` (level b at in + b * stride), then
+// every window sum is a few loads of them. emit(i0, sums, lanes). `in` holds (w + k - 1) N
+// samples and stride >= (w + k - 1) N + 16, with room for four such rows.
+template <int N, class Emit>
+inline void ownWindowRow16Levels(uint16_t* in, int64_t stride, int64_t w, int64_t k, Emit&& emit) {
     const int64_t total = w * N, all = (w + k - 1) * N;
     int levels = 0, best = 1 << 30;  // the depth with the fewest loads and stores per vector
-    for (int b = 0; b <= maxLevels && ((int64_t)1 << b) <= k; ++b) {
+    for (int b = 0; b <= 3 && ((int64_t)1 << b) <= k; ++b) {
         const int cost = 3 * b + (int)(k >> b) + __builtin_popcountll((uint64_t)(k & ((1 << b) - 1)));
         if (cost < best) best = cost, levels = b;
     }
@@ -303,22 +302,29 @@ inline void ownWindowRow16Levels(uint16_t* in, int64_t stride, int64_t w, int64_
         const int64_t half = ((int64_t)1 << (b - 1)) * N, len = all - (2 * half - N);
         for (int64_t x = 0; x < len; x += 16) _mm256_storeu_si256((__m256i*)(hi + x), _mm256_add_epi16(at(lo + x), at(lo + x + half)));
     }
-    auto widen = [](__m256i v) {
-        if constexpr (Narrow) return v;
-        else return _mm512_cvtepu16_epi32(v);
-    };
-    auto add = [](auto a, auto b) {
-        if constexpr (Narrow) return _mm256_add_epi16(a, b);
-        else return _mm512_add_epi32(a, b);
-    };
     const uint16_t* top = in + levels * stride;
     const int64_t span = ((int64_t)1 << levels) * N, whole = k >> levels;
-    for (int64_t x = 0; x < total; x += 16) {
-        auto s = widen(at(top + x));
+    int64_t x = 0;
+    for (; x + 32 <= total; x += 32) {  // two vectors at a time, their loads interleaved
+        __m256i s0 = at(top + x), s1 = at(top + x + 16);
         int64_t off = span;
-        for (int64_t j = 1; j < whole; ++j, off += span) s = add(s, widen(at(top + x + off)));
+        for (int64_t j = 1; j < whole; ++j, off += span)
+            s0 = _mm256_add_epi16(s0, at(top + x + off)), s1 = _mm256_add_epi16(s1, at(top + x + 16 + off));
         for (int b = levels - 1; b >= 0; --b)
-            if (k >> b & 1) s = add(s, widen(at(in + b * stride + x + off))), off += ((int64_t)1 << b) * N;
+            if (k >> b & 1) {
+                const uint16_t* p = in + b * stride + x + off;
+                s0 = _mm256_add_epi16(s0, at(p)), s1 = _mm256_add_epi16(s1, at(p + 16));
+                off += ((int64_t)1 << b) * N;
+            }
+        emit(x, s0, 16);
+        emit(x + 16, s1, 16);
+    }
+    for (; x < total; x += 16) {
+        __m256i s = at(top + x);
+        int64_t off = span;
+        for (int64_t j = 1; j < whole; ++j, off += span) s = _mm256_add_epi16(s, at(top + x + off));
+        for (int b = levels - 1; b >= 0; --b)
+            if (k >> b & 1) s = _mm256_add_epi16(s, at(in + b * stride + x + off)), off += ((int64_t)1 << b) * N;
         emit(x, s, (int)(total - x < 16 ? total - x : 16));
     }
 }
