@@ -16,8 +16,9 @@
 //
 // Arithmetic (filter/box_rows.h): integer data is summed exactly. 8u masks of at most 257
 // pixels (every window sum then fits 16 bits) run in 16-bit lanes throughout: masks up to 7 wide
-// sum their column sums directly, wider ones slide; their means are an exact 16-bit quotient for
-// odd areas and the single-precision rule otherwise. Other integer windows use 32-bit sums while
+// sum their column sums directly, wider ones add stored sums of 2, 4 and 8 neighbouring column
+// sums; their means are an exact 16-bit quotient for odd areas and the single-precision rule
+// otherwise. Other integer windows use 32-bit sums while
 // the largest window sum fits, else double precision (exact below 2^53). 32f data is summed in
 // double precision with running sums: a window sum is then the exact sum up to a relative
 // error of a few units of 2^-53 of the row's and column's magnitudes, well inside the single
@@ -214,11 +215,13 @@ ZelStatus box(const T* pSrc, int srcStep, Out* pDst, int dstStep, ZeliSize roi, 
         constexpr int64_t kMaxAbs = std::is_same_v<T, uint8_t> ? 255 : std::is_same_v<T, uint16_t> ? 65535 : 32768;
         if (sizeof(T) == 1 && mask.height <= 257 && area <= 65535 / 255) {
             // Every window sum fits 16 bits: 16-bit lanes throughout (narrow masks summed directly).
+            // The column sums take a quarter of their space; the rest holds the level rows.
+            const int64_t stride = ((int64_t)w + kw - 1) * N + 16;
             if constexpr (sizeof(T) == 1 && Sum) {
                 // 32-bit sums four times the source: large results stream past the caches.
                 const bool stream = !inPlace && ownsUseStreamingComputed((int64_t)w * roi.height * N * 5, false);
                 call.template run<uint16_t>([&](const uint16_t* col, Out* d) {
-                    ownWindowRow16<N>(col, w, kw, Sum16Emit<Alpha>{d, stream});
+                    ownWindowRow16Levels<N>((uint16_t*)col, stride, w, kw, Sum16Emit<Alpha>{d, stream});
                 });
                 if (stream) _mm_sfence();
             } else if constexpr (sizeof(T) == 1) {
@@ -226,7 +229,9 @@ ZelStatus box(const T* pSrc, int srcStep, Out* pDst, int dstStep, ZeliSize roi, 
                 if (kw <= 7)
                     call.template run<uint16_t>([&](const uint16_t* col, Out* d) { ownBoxMeanRow8u<N, Alpha>(col, w, kw, m, d); });
                 else
-                    call.template run<uint16_t>([&](const uint16_t* col, Out* d) { ownWindowRow16<N>(col, w, kw, Mean8uEmit<Alpha>{d, m}); });
+                    call.template run<uint16_t>([&](const uint16_t* col, Out* d) {
+                        ownWindowRow16Levels<N>((uint16_t*)col, stride, w, kw, Mean8uEmit<Alpha>{d, m});
+                    });
             }
         } else if (area <= kInt32Max / kMaxAbs) {
             call.template run<int32_t>(sliding(I32Lanes{}, emit));

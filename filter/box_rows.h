@@ -283,46 +283,49 @@ inline __m256i ownMean8u(const Mean16& m, __m256i s) {
 }
 
 // Window sums of one row of 16-bit samples, as ownWindowRow, modulo 2^16 in 16-bit lanes (so
-// exact when every window sum is below 2^16): the prefix runs inside each 128-bit half, then the
-// low half's last sums of each channel carry into the high half. emit(i0, sums, lanes).
+// exact when every window sum is below 2^16), without shuffles: rows of the sums of 2, 4 and 8
+// neighbouring pixels of a channel are stored after `in` (level b at in + b * stride), then
+// every window sum is a few loads of them. emit(i0, sums, lanes). `in` holds (w + k - 1) N
+// samples and stride >= (w + k - 1) N + 16, with room for four such rows.
 template <int N, class Emit>
-inline void ownWindowRow16(const uint16_t* in, int64_t w, int64_t k, Emit&& emit) {
-    constexpr int L = 16 - 16 % N;
-    alignas(32) uint16_t first[16];
-    alignas(32) int8_t cross[32], next[32];
-    for (int l = 0; l < 16; ++l) {
-        uint16_t s = 0;
-        for (int64_t j = 0; j < k; ++j) s = (uint16_t)(s + in[j * N + l % N]);
-        first[l] = s;
-        // cross: high-half element l takes the low half's last element of its channel; next:
-        // every element takes the last pixel's element of its channel (from the high half).
-        int low = 7;
-        while (low % N != l % N) --low;
-        const int last = L - N + l % N - 8;
-        cross[2 * l] = (int8_t)(l < 8 ? -128 : 2 * low), cross[2 * l + 1] = (int8_t)(l < 8 ? -128 : 2 * low + 1);
-        next[2 * l] = (int8_t)(2 * last), next[2 * l + 1] = (int8_t)(2 * last + 1);
+inline void ownWindowRow16Levels(uint16_t* in, int64_t stride, int64_t w, int64_t k, Emit&& emit) {
+    const int64_t total = w * N, all = (w + k - 1) * N;
+    int levels = 0, best = 1 << 30;  // the depth with the fewest loads and stores per vector
+    for (int b = 0; b <= 3 && ((int64_t)1 << b) <= k; ++b) {
+        const int cost = 3 * b + (int)(k >> b) + __builtin_popcountll((uint64_t)(k & ((1 << b) - 1)));
+        if (cost < best) best = cost, levels = b;
     }
-    const __m256i crossIdx = _mm256_load_si256((const __m256i*)cross), nextIdx = _mm256_load_si256((const __m256i*)next);
-    __m256i carry = _mm256_load_si256((const __m256i*)first);
-    const int64_t total = w * N, kN = k * N;
-    for (int64_t i0 = 0; i0 < total; i0 += L) {
-        const int lanes = (int)(total - i0 < L ? total - i0 : L);
-        __m256i e;
-        if (i0 >= N && i0 + 16 <= total) {
-            e = _mm256_sub_epi16(_mm256_loadu_si256((const __m256i*)(in + i0 - N + kN)),
-                                 _mm256_loadu_si256((const __m256i*)(in + i0 - N)));
-        } else {
-            alignas(32) uint16_t a[16] = {}, b[16] = {};
-            for (int l = 0; l < lanes; ++l)
-                if (i0 + l >= N) a[l] = in[i0 + l - N + kN], b[l] = in[i0 + l - N];
-            e = _mm256_sub_epi16(_mm256_load_si256((const __m256i*)a), _mm256_load_si256((const __m256i*)b));
-        }
-        e = _mm256_add_epi16(e, _mm256_slli_si256(e, 2 * N));
-        if constexpr (2 * N < 8) e = _mm256_add_epi16(e, _mm256_slli_si256(e, 4 * N));
-        if constexpr (4 * N < 8) e = _mm256_add_epi16(e, _mm256_slli_si256(e, 8 * N));
-        e = _mm256_add_epi16(e, _mm256_shuffle_epi8(_mm256_permute2x128_si256(e, e, 0x08), crossIdx));
-        emit(i0, _mm256_add_epi16(carry, e), lanes);
-        carry = _mm256_add_epi16(carry, _mm256_shuffle_epi8(_mm256_permute2x128_si256(e, e, 0x11), nextIdx));
+    auto at = [](const uint16_t* p) { return _mm256_loadu_si256((const __m256i*)p); };
+    for (int b = 1; b <= levels; ++b) {
+        const uint16_t* lo = in + (b - 1) * stride;
+        uint16_t* hi = in + b * stride;
+        const int64_t half = ((int64_t)1 << (b - 1)) * N, len = all - (2 * half - N);
+        for (int64_t x = 0; x < len; x += 16) _mm256_storeu_si256((__m256i*)(hi + x), _mm256_add_epi16(at(lo + x), at(lo + x + half)));
+    }
+    const uint16_t* top = in + levels * stride;
+    const int64_t span = ((int64_t)1 << levels) * N, whole = k >> levels;
+    int64_t x = 0;
+    for (; x + 32 <= total; x += 32) {  // two vectors at a time, their loads interleaved
+        __m256i s0 = at(top + x), s1 = at(top + x + 16);
+        int64_t off = span;
+        for (int64_t j = 1; j < whole; ++j, off += span)
+            s0 = _mm256_add_epi16(s0, at(top + x + off)), s1 = _mm256_add_epi16(s1, at(top + x + 16 + off));
+        for (int b = levels - 1; b >= 0; --b)
+            if (k >> b & 1) {
+                const uint16_t* p = in + b * stride + x + off;
+                s0 = _mm256_add_epi16(s0, at(p)), s1 = _mm256_add_epi16(s1, at(p + 16));
+                off += ((int64_t)1 << b) * N;
+            }
+        emit(x, s0, 16);
+        emit(x + 16, s1, 16);
+    }
+    for (; x < total; x += 16) {
+        __m256i s = at(top + x);
+        int64_t off = span;
+        for (int64_t j = 1; j < whole; ++j, off += span) s = _mm256_add_epi16(s, at(top + x + off));
+        for (int b = levels - 1; b >= 0; --b)
+            if (k >> b & 1) s = _mm256_add_epi16(s, at(in + b * stride + x + off)), off += ((int64_t)1 << b) * N;
+        emit(x, s, (int)(total - x < 16 ? total - x : 16));
     }
 }
 
@@ -350,7 +353,7 @@ inline void ownBoxMeanRow8u(const uint16_t* col, int64_t w, int kw, const Mean16
     }
 }
 
-// Emitters of ownWindowRow16: 8u means, and exact 32s sums.
+// Emitters of ownWindowRow16Levels: 8u means, and exact 32s sums.
 template <bool Alpha>
 struct Mean8uEmit {
     uint8_t* d;

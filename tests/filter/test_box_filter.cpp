@@ -18,7 +18,7 @@ struct Geometry {
     unsigned border;
 };
 
-const ZeliSize kMasks[] = {{1, 1}, {1, 4}, {5, 1}, {2, 2}, {3, 3}, {5, 5}, {7, 7}, {15, 15}, {4, 3}, {16, 16}, {31, 3}};
+const ZeliSize kMasks[] = {{1, 1}, {1, 4}, {5, 1}, {2, 2}, {3, 3}, {5, 5}, {7, 7}, {15, 15}, {4, 3}, {16, 16}, {31, 3}, {31, 31}};
 
 ZeliSize randomMask(zt::Rng& rng, int w, int h) {
     if (rng.chance(0.15)) return {(int)rng.range(w, w + 9), (int)rng.range(h, h + 9)};  // larger than the ROI
