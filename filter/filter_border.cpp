@@ -21,7 +21,7 @@
 // The border component (filter/border_rows.h) gives each segment of a group of destination
 // rows its source rows; integer rows are widened once per source row into a ring per segment,
 // and integer results pass through rows of sums before they are converted. The accurate
-// flag (16) of the round mode is kept in the spec and changes nothing: the integer sums are
+// flag (16) of the round mode is kept in the specification block and changes nothing: the integer sums are
 // already exact.
 #include "filter/border_rows.h"
 #include "filter/filter_taps.h"
@@ -229,7 +229,7 @@ ZelStatus setMode(int hint, int offset, ZeliFilterBorderSpec* pSpec) {
 
 // ---- the filter call -----------------------------------------------------------------------
 
-// One row of sums to destination samples, by the spec's path, divisor mode and round mode.
+// One row of sums to destination samples, by the specification block's path, divisor mode and round mode.
 template <typename T, Rnd R, typename A>
 void finishInt(const FilterSpec* s, const void* acc, int64_t n, T* d, const ftap::Finish& f) {
     if (s->divMode == 0) ftap::ownFinishInt<T, 0, R>((const A*)acc, n, d, f);

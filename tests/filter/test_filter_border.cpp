@@ -1,7 +1,7 @@
 // The general 2-D filter against a scalar model of its rules: a true convolution of the
 // caller's kernel with the fixed anchor, the paths' arithmetic (exact integer sums with the
 // divisor rule, float sums with offset and round mode, double sums), on random geometry, with
-// the source's flagged margins, the destination, the spec and a work buffer of exactly the
+// the source's flagged margins, the destination, the specification block and a work buffer of exactly the
 // queried size against guard pages.
 #include <math.h>
 
@@ -76,7 +76,7 @@ T model(const Filter& f, int channels, Src S, int x, int y, int ch) {
     }
 }
 
-// Builds the spec of f for T and channels into a block of exactly the queried size.
+// Builds the specification block of f for T and channels into a block of exactly the queried size.
 ZelStatus buildSpec(const Filter& f, const std::string& type, int channels, ZeliSize roi, zt::Tight tight,
                     std::unique_ptr<zt::Region>& spec, std::unique_ptr<zt::Region>& buf) {
     const int dt = kDataType(type), kt = type == "64f" ? 19 : f.k16s ? 7 : 13;
@@ -269,7 +269,7 @@ TEST(FilterBorder, CheckOrder) {
     i16.row("0 channels", [](I& a) { a.nc = 0; }, zelStsChannelErr).row("round mode 3", [](I& a) { a.rm = 3; }, zelStsRoundModeErr);
     i16.row("divisor 0", [](I& a) { a.div = 0; }, zelStsDivisorErr);
     i16.run();
-    EXPECT_EQ(init16({k16, {3, 3}, 16, zel16u, 1, 17, sp}), zelStsAccurateModeNotSupported);  // and the spec is built
+    EXPECT_EQ(init16({k16, {3, 3}, 16, zel16u, 1, 17, sp}), zelStsAccurateModeNotSupported);  // and the block is built
     EXPECT_EQ(init16({k16, {3, 3}, 16, zel16u, 5, 17, sp}), zelStsChannelErr);                // checking goes on
     EXPECT_EQ(init16({k16, {3, 3}, 16, zel16s, 1, 18, sp}), zelStsNoErr);
     zt::CheckOrder<I> i32{{k32, {3, 3}, 1, 13, 3, 2, sp}, [](const I& a) { return zeliFilterBorderInit_32f((const Zel32f*)a.k, a.ks, a.dt, a.nc, a.rm, a.s); }, {}};
@@ -283,7 +283,7 @@ TEST(FilterBorder, CheckOrder) {
     i64.row("round mode 2", [](I& a) { a.rm = 2; }, zelStsRoundModeErr);
     i64.run();
 
-    // SetMode: an offset on a signed or float output is refused and the spec is left as it was.
+    // SetMode: an offset on a signed or float output is refused and the block is left as it was.
     ASSERT_EQ(zeliFilterBorderSetMode(zelAlgHintNone, 0, nullptr), zelStsNullPtrErr);
     for (int dt : {zel16s, zel32f}) {
         ASSERT_EQ(zeliFilterBorderInit_32f(k32, {3, 3}, dt, 1, 1, sp), zelStsNoErr);
